@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Configures and builds into a build directory.
+#   scripts/build.sh [BUILD_DIR] [extra cmake args...]
+# NIMBEX_SANITIZE=1 builds with AddressSanitizer and UndefinedBehaviorSanitizer.
+set -euo pipefail
+root=$(cd "$(dirname "$0")/.." && pwd)
+build_dir=${1:-$root/build}
+shift || true
+"$root/scripts/install-deps.sh"
+args=(-G Ninja -DCMAKE_BUILD_TYPE=${NIMBEX_BUILD_TYPE:-RelWithDebInfo})
+if [ "${NIMBEX_SANITIZE:-0}" = 1 ]; then args+=(-DNIMBEX_SANITIZE=ON -DNIMBEX_BUILD_BENCH=OFF); fi
+if [ "${NIMBEX_TSAN:-0}" = 1 ]; then args+=(-DNIMBEX_TSAN=ON -DNIMBEX_BUILD_BENCH=OFF); fi
+cmake -S "$root" -B "$build_dir" "${args[@]}" "$@" >/dev/null
+cmake --build "$build_dir" -j "$(nproc)"
