@@ -76,6 +76,14 @@ class ILoopManager : public ref_countable_t {
   virtual sptr_t<ITableView> getView(const std::vector<int>& indices, int kind) const = 0;
   /// Fills the gather records of the indices in `gathers`.
   virtual bool getGathers(Gathers& gathers) const = 0;
+  /// Median of the row's source trip counts, in iterations; false when unknown.
+  virtual bool getMedianSourceTripCount(const row_t& row, const sptr_t<IDataset>& dataset,
+                                        std::int64_t& median) const {
+    (void)row;
+    (void)dataset;
+    (void)median;
+    return false;
+  }
   virtual std::vector<NTSCandidatesEvictionsInfo> getNtsCandidates(const row_t& row, const sptr_t<IDataset>& dataset,
                                                                    int kind) const = 0;
 };

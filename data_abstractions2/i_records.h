@@ -22,6 +22,7 @@ class IRecommendationBase : public ref_countable_t {
   virtual const std::string& getTitle() const = 0;
   virtual const std::string& getText() const = 0;
   virtual unsigned getFlags() const = 0;
+  /// True when the flag word and `bits` have a bit in common.
   virtual bool hasFlags(unsigned bits) const = 0;
   virtual void addFlags(unsigned bits) = 0;
   virtual void setValue(const std::string& key, float value) = 0;
@@ -53,7 +54,8 @@ class IRecommendation : public IRecommendationBase {
   static std::string getRecommendationStringId(RecommendationId id, bool isFortran);
   /// Inverse of getRecommendationStringId; false when unknown.
   static bool getRecommendationIdByString(const std::string& text, RecommendationId& id, bool& isFortran);
-  /// The catalogue key stem of a recommendation ("type_conversions_rec_smallest").
+  /// The catalogue key stem of a recommendation ("type_conversions_rec_smallest");
+  /// empty for an unknown id, as is the id string.
   static const char* getRecommendationStem(RecommendationId id);
 };
 
@@ -69,6 +71,7 @@ class IIssueEx : public IRecommendationBase {
   virtual generic_iterator_t<sptr_t<IRecommendation>> getRecommendations() const = 0;
   virtual void addRecommendation(const sptr_t<IRecommendation>& recommendation) = 0;
 
+  /// Stable id string from issue_ids.def; empty for an unknown id.
   static std::string getIssueStringId(IssueId id);
   /// IssueIdNone for a string that names no issue.
   static IssueId getIssueIdByString(const std::string& text);
@@ -99,6 +102,7 @@ class ITrait : public ref_countable_t {
   /// Column of the table that the trait belongs to; FieldNone for none.
   virtual FieldId getFieldId() const = 0;
 
+  /// Stable snake_case name ("masked_stores"); empty for an unknown id.
   static const char* getTraitStringId(Id id);
   static bool getTraitIdByString(const std::string& text, Id& id);
 };

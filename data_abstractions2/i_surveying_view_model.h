@@ -40,6 +40,17 @@ struct CodeBlock {
   bool empty() const { return bytes.empty(); }
 };
 
+/// Roofline figures of a row: what it executed and moved by itself and, when
+/// call stacks were collected, together with its callees.
+struct RowRoofline {
+  std::uint64_t operations = 0;
+  std::uint64_t bytes = 0;
+  std::uint64_t totalOperations = 0;
+  std::uint64_t totalBytes = 0;
+  int opsType = 0;  ///< 0 floating point, 1 integer, 2 mixed
+  bool hasCallStacks = false;
+};
+
 /// Instruction mix kinds: 0 summary, 1 static, 3 dynamic.
 enum InstructionMixType : int { MixSummary = 0, MixStatic = 1, MixDynamic = 3 };
 using mix_column_t = int;
@@ -63,6 +74,12 @@ class ISurveyingViewModel : public ref_countable_t {
   virtual CodeBlock getCodeBlock(int kind, const row_t& row) const = 0;
   /// An instruction mix of a row; false when the row has none of that kind.
   virtual bool getInstructionMix(const row_t& row, int kind, InstructionMix& mix) const = 0;
+  /// Roofline figures of a row; false when the row has none.
+  virtual bool getRowRoofline(const row_t& row, RowRoofline& roofline) const {
+    (void)row;
+    (void)roofline;
+    return false;
+  }
 };
 
 }  // namespace data_abstractions2

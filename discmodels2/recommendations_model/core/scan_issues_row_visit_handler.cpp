@@ -1,0 +1,229 @@
+#include "discmodels2/recommendations_model/core/scan_issues_row_visit_handler.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "discmodels2/recommendations_model/core/get_children.h"
+#include "discmodels2/recommendations_model/data/data_provider.h"
+#include "platform/foundation/statistic.h"
+#include "platform/portability/assert.h"
+#include "platform/system_info/system_info.h"
+
+namespace data_models2 {
+
+using namespace data_abstractions2;
+using system_info::SystemInfo;
+
+namespace {
+
+// Records of a marked row carry this flag so the host can tell them apart.
+constexpr unsigned kMarkedRowFlag = 32;
+
+template <class T>
+std::shared_ptr<std::vector<T>> makeResultVector() {
+  return std::shared_ptr<std::vector<T>>(new (std::nothrow) std::vector<T>());
+}
+
+bool issueOrder(const sptr_t<IIssueEx>& a, const sptr_t<IIssueEx>& b) { return IRecommendationBase::comparer(a, b); }
+
+}  // namespace
+
+ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel> surveyModel,
+                                                     sptr_t<IResultController> resultController,
+                                                     sptr_t<ISourceManager> sourceManager) {
+  dataProvider = std::make_shared<DataProvider>(surveyModel, resultController, sourceManager);
+
+  // Read once for the whole scan and handed to the detectors that need them.
+  [[maybe_unused]] const bool hasTripCounts =
+      resultController && resultController->hasCollectedData(IResultController::ResultTripCounts);
+  [[maybe_unused]] const auto machineIsa = static_cast<SystemInfo::IsaExtensions>(
+      resultController ? resultController->getIsaExtensions(0) : SystemInfo::IsaNone);
+  [[maybe_unused]] const auto machineCpu =
+      static_cast<SystemInfo::CPUType>(resultController ? resultController->getCpuType(0) : SystemInfo::CpuUnknown);
+
+  // ---- Loop detectors, in this order (the order is the tie-break of equal
+  // issues, so it is part of what users see):
+  //   IssueLoopMisalignment(cpu), IssuePeelRemainder, IssueCDI, IssueDIV,
+  //   IssueExcessiveCaching, IssueFMA(isa, model), IssueReciprocal(isa, cpu, model),
+  //   IssueGatherScatter, IssueTypeConversions, IssueCompilerDiagnostics,
+  //   IssueSystemFunctions, IssueOpenMP, IssueFloatingPoint,
+  //   IssueSerializedUserFunctions, IssueUserFunctions, IssueAssumedDependency,
+  //   IssuePotentialVectorizability(model), IssueCheckAccessPatterns,
+  //   IssueInefficientAccessPatterns, IssueVectorFunctionAttributes,
+  //   IssueIndirectCalls(cpu), IssueNeedForSimd(isa, cpu, hasTripCounts, model),
+  //   IssueRegistersPressure;
+  // then IssueZmmShadow when the product has the feature "shadow_model";
+  // then IssueRooflineGuidance(isa, getDataset(1), roof interpolator) when
+  // there is a survey model.
+  // (detectors are appended here as they are written)
+
+  // ---- Detectors for rows that are not loops: IssueSTLAlgorithms, then a
+  // separate IssueZmmShadow under the same feature.
+  // (detectors are appended here as they are written)
+
+  // ---- Trait detectors, for every row: TraitMaskedStores, TraitHorizontal,
+  // TraitSmallVectorWidth, TraitLowTripCounts, TraitLowGranularity,
+  // TraitPeelRemainder, TraitReciprocals(isa), TraitOverriddenVL.
+  // TraitSystemCalls and TraitIndirectCalls are deliberately not listed.
+  // (detectors are appended here as they are written)
+}
+
+ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(std::shared_ptr<IDataProvider> dataProvider,
+                                                     IssueDetectors loopDetectors, IssueDetectors otherDetectors,
+                                                     TraitDetectors traitDetectors)
+    : loopDetectors(std::move(loopDetectors)),
+      otherDetectors(std::move(otherDetectors)),
+      traitDetectors(std::move(traitDetectors)),
+      dataProvider(std::move(dataProvider)) {}
+
+ScanIssuesRowVisitHandler::~ScanIssuesRowVisitHandler() = default;
+
+variant_bag_t ScanIssuesRowVisitHandler::handlePreVisit(row_t, const variant_bag_t&, bool&) { return {}; }
+
+variant_bag_t ScanIssuesRowVisitHandler::handlePostVisit(row_t row, const std::vector<variant_bag_t>&) {
+  NIMB_ASSERT(row);
+  if (!row) return {};
+  sptr_t<IMetadata> metadata = row->getMetadata();
+  if (!metadata || metadata->hasType(IMetadata::TypeSkipped)) return {};
+
+  // Anything that is not innermost counts as outer, loop or not.
+  if (metadata->hasType(IMetadata::TypeInnermost)) {
+    ++innermostLoopCount;
+  } else {
+    ++outerLoopCount;
+  }
+
+  // A row that can't be read gets no findings of its own but still shows
+  // those of its children.
+  if (dataProvider && dataProvider->fillCommonData(row)) storeOwnFindings(row);
+  liftChildFindings(row);
+  return {};
+}
+
+void ScanIssuesRowVisitHandler::storeOwnFindings(const row_t& row) {
+  generic_iterator_t<sptr_t<ITrait>> traits;
+  if (getTraits(row, traits)) {
+    row_lock_t lock = row->lockRow();
+    row->clearRowTraits();
+    for (; !traits.at_end(); traits.next()) {
+      if (traits.current()) row->addRowTrait(traits.current());
+    }
+  }
+
+  generic_iterator_t<sptr_t<IIssueEx>> found;
+  if (getIssues(row, found)) {
+    row_lock_t lock = row->lockRow();
+    row->clearRowIssues();
+    for (; !found.at_end(); found.next()) {
+      const sptr_t<IIssueEx>& issue = found.current();
+      if (!issue) continue;
+      row->addRowIssue(issue);
+      ++statCounters[issue->getStringId()];
+      for (auto recommendations = issue->getRecommendations(); !recommendations.at_end(); recommendations.next()) {
+        if (recommendations.current()) ++statCounters[recommendations.current()->getStringId()];
+      }
+    }
+  }
+}
+
+void ScanIssuesRowVisitHandler::liftChildFindings(const row_t& row) {
+  // Keyed maps whose insert never replaces: the row's own findings go in
+  // first and win, then children in tree order, the first child winning.
+  std::map<std::string, sptr_t<IIssueEx>> issueById;
+  std::map<ITrait::Id, sptr_t<ITrait>> traitById;
+  auto addIssues = [&issueById](generic_iterator_t<sptr_t<IIssueEx>> it) {
+    for (; !it.at_end(); it.next()) {
+      if (it.current()) issueById.emplace(it.current()->getStringId(), it.current());
+    }
+  };
+  auto addTraits = [&traitById](generic_iterator_t<sptr_t<ITrait>> it) {
+    for (; !it.at_end(); it.next()) {
+      if (it.current()) traitById.emplace(it.current()->getTraitId(), it.current());
+    }
+  };
+
+  addTraits(row->rowTraits());
+  addIssues(row->rowIssues());
+  const std::size_t ownIssues = issueById.size();
+  const std::size_t ownTraits = traitById.size();
+
+  for (auto children = issues::getChildren(row); !children.at_end(); children.next()) {
+    const row_t& child = children.current();
+    if (!child) continue;
+    row_lock_t lock = child->lockRow();
+    addIssues(child->rowIssues());
+    addTraits(child->rowTraits());
+  }
+
+  // Rewrite only when something was added, so a row's stored order is left
+  // alone otherwise.
+  if (issueById.size() > ownIssues) {
+    std::vector<sptr_t<IIssueEx>> merged;
+    merged.reserve(issueById.size());
+    for (auto& entry : issueById) merged.push_back(entry.second);
+    std::stable_sort(merged.begin(), merged.end(), issueOrder);
+    row->clearRowIssues();
+    for (const auto& issue : merged) row->addRowIssue(issue);
+  }
+  if (traitById.size() > ownTraits) {
+    row->clearRowTraits();
+    for (const auto& entry : traitById) row->addRowTrait(entry.second);
+  }
+}
+
+bool ScanIssuesRowVisitHandler::getTraits(const row_t& row, generic_iterator_t<sptr_t<ITrait>>& result) const {
+  auto found = makeResultVector<sptr_t<ITrait>>();
+  if (!found) {
+    NIMB_ASSERT_TEXT(false, "false");
+    return false;
+  }
+  bool any = false;
+  for (const auto& detector : traitDetectors) {
+    if (detector && detector->detect(row, found)) any = true;
+  }
+  if (any) result = generic_iterator_t<sptr_t<ITrait>>(found);
+  return any;
+}
+
+bool ScanIssuesRowVisitHandler::getIssues(const row_t& row, generic_iterator_t<sptr_t<IIssueEx>>& result) const {
+  if (!row) return false;
+  auto found = makeResultVector<sptr_t<IIssueEx>>();
+  if (!found) {
+    NIMB_ASSERT_TEXT(false, "false");
+    return false;
+  }
+  sptr_t<IMetadata> metadata = row->getMetadata();
+  if (!metadata) return false;
+
+  const IssueDetectors& detectors = metadata->hasType(IMetadata::TypeLoop) ? loopDetectors : otherDetectors;
+  bool any = false;
+  for (const auto& detector : detectors) {
+    if (detector && detector->detect(row, found)) any = true;
+  }
+  if (!any) return false;
+
+  // Stable: issues that compare equal keep the order of their detectors.
+  std::stable_sort(found->begin(), found->end(), issueOrder);
+
+  if (metadata->hasType(IMetadata::TypeMarked)) {
+    for (const auto& issue : *found) {
+      if (!issue) continue;
+      issue->addFlags(kMarkedRowFlag);
+      for (auto recommendations = issue->getRecommendations(); !recommendations.at_end(); recommendations.next()) {
+        if (recommendations.current()) recommendations.current()->addFlags(kMarkedRowFlag);
+      }
+    }
+  }
+  result = generic_iterator_t<sptr_t<IIssueEx>>(found);
+  return true;
+}
+
+void ScanIssuesRowVisitHandler::writeStatCounters() const {
+  foundation::statistic_t& statistics = foundation::statistic_t::get();
+  statistics.set_value("dm.survey.loops.outer", outerLoopCount);
+  statistics.set_value("dm.survey.loops.innermost", innermostLoopCount);
+  for (const auto& [id, count] : statCounters) statistics.set_value("dm.survey.issues." + id, count);
+}
+
+}  // namespace data_models2

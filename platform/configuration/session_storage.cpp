@@ -1,0 +1,341 @@
+#include "platform/configuration/session_storage.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <optional>
+
+#include <log4cplus/logger.h>
+#include <log4cplus/loggingmacros.h>
+#include <simdjson.h>
+
+namespace configuration {
+
+using foundation::sptr_t;
+using foundation::variant_t;
+
+namespace {
+
+using values_t = std::map<std::string, variant_t>;
+
+log4cplus::Logger storageLogger() { return log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("nimbex.session")); }
+
+void appendJsonString(std::string& out, const std::string& text) {
+  out += '"';
+  for (unsigned char c : text) {
+    switch (c) {
+      case '"': out += "\\\""; break;
+      case '\\': out += "\\\\"; break;
+      case '\n': out += "\\n"; break;
+      case '\r': out += "\\r"; break;
+      case '\t': out += "\\t"; break;
+      default:
+        if (c < 0x20) {
+          char buffer[8];
+          std::snprintf(buffer, sizeof buffer, "\\u%04x", c);
+          out += buffer;
+        } else {
+          out += static_cast<char>(c);
+        }
+    }
+  }
+  out += '"';
+}
+
+/// The shortest digits that read back as the same value; a double that
+/// would read as an integer gets ".0", so that it stays an f64.
+std::string realText(const variant_t& v) {
+  char buffer[40];
+  if (v.type() == variant_t::t_f32) {
+    const float f = static_cast<float>(v.as_double());
+    auto end = std::to_chars(buffer, buffer + sizeof buffer, f).ptr;
+    // The reader goes through a double; the shortest float digits can lie
+    // so near the edge of the float's interval that the second rounding
+    // misses. Nine digits never do.
+    if (static_cast<float>(std::strtod(std::string(buffer, end).c_str(), nullptr)) != f) {
+      end = buffer + std::snprintf(buffer, sizeof buffer, "%.9g", static_cast<double>(f));
+    }
+    return std::string(buffer, end);
+  }
+  std::string text(buffer, std::to_chars(buffer, buffer + sizeof buffer, v.as_double()).ptr);
+  if (text.find_first_of(".e") == std::string::npos) text += ".0";
+  return text;
+}
+
+/// Whether the file can hold `v` (see `appendValue`).
+bool storable(const variant_t& v) {
+  if (v.empty()) return false;
+  if (v.is_floating()) return std::isfinite(v.as_double());
+  if (v.is_text()) return simdjson::validate_utf8(v.text());
+  return true;
+}
+
+/// A typed value as in result.json: plain JSON for i64, f64, bool and text,
+/// `{"kind": value}` for the other kinds.
+void appendValue(std::string& out, const variant_t& v) {
+  std::string plain;
+  if (v.is_integer()) plain = v.is_signed_integer() ? std::to_string(v.as_i64()) : std::to_string(v.as_u64());
+  else if (v.is_bool()) plain = v.as_bool() ? "true" : "false";
+  else if (v.is_floating()) plain = realText(v);
+  else appendJsonString(plain, v.text());
+  switch (v.type()) {
+    case variant_t::t_i64:
+    case variant_t::t_f64:
+    case variant_t::t_bool:
+    case variant_t::t_text:
+      out += plain;
+      return;
+    default:
+      out += "{\"";
+      out += variant_t::type_name(v.type());
+      out += "\": " + plain + "}";
+  }
+}
+
+std::string format(const values_t& values) {
+  std::string out = "{";
+  bool first = true;
+  for (const auto& [key, value] : values) {
+    out += first ? "\n  " : ",\n  ";
+    first = false;
+    appendJsonString(out, key);
+    out += ": ";
+    appendValue(out, value);
+  }
+  out += first ? "}\n" : "\n}\n";
+  return out;
+}
+
+/// One typed value; false for one this code can't read, such as an
+/// integer outside its kind's range (a damaged entry, not something to
+/// truncate silently).
+bool readValue(simdjson::dom::element e, variant_t& out) {
+  using simdjson::dom::element_type;
+  switch (e.type()) {
+    case element_type::INT64: out = variant_t(e.get_int64().value_unsafe()); return true;
+    case element_type::DOUBLE: out = variant_t(e.get_double().value_unsafe()); return true;
+    case element_type::BOOL: out = variant_t(e.get_bool().value_unsafe()); return true;
+    case element_type::STRING: out = variant_t(e.get_string().value_unsafe()); return true;
+    case element_type::OBJECT: break;
+    default: return false;  // null, arrays, integers beyond i64
+  }
+  simdjson::dom::object object = e.get_object().value_unsafe();
+  if (object.size() != 1) return false;
+  const auto entry = *object.begin();
+  variant_t::type_t kind;
+  if (!variant_t::type_from_name(entry.key, kind)) return false;
+  const simdjson::dom::element payload = entry.value;
+  switch (kind) {
+    case variant_t::t_empty: return false;
+    case variant_t::t_bool: {
+      bool b = false;
+      if (payload.get_bool().get(b) != simdjson::SUCCESS) return false;
+      out = variant_t(b);
+      return true;
+    }
+    case variant_t::t_text: {
+      std::string_view text;
+      if (payload.get_string().get(text) != simdjson::SUCCESS) return false;
+      out = variant_t(text);
+      return true;
+    }
+    case variant_t::t_f32:
+    case variant_t::t_f64: {
+      double d = 0.0;
+      if (payload.get_double().get(d) != simdjson::SUCCESS) return false;
+      if (kind == variant_t::t_f32 && std::fabs(d) > std::numeric_limits<float>::max()) return false;
+      out = kind == variant_t::t_f32 ? variant_t(static_cast<float>(d)) : variant_t(d);
+      return true;
+    }
+    default: break;
+  }
+  if (payload.type() == element_type::UINT64) {
+    const std::uint64_t raw = payload.get_uint64().value_unsafe();
+    out = variant_t::make_integer(kind, raw);
+    return !out.is_signed_integer() && out.as_u64() == raw;
+  }
+  std::int64_t number = 0;
+  if (payload.get_int64().get(number) != simdjson::SUCCESS) return false;
+  out = variant_t::make_integer(kind, static_cast<std::uint64_t>(number));
+  if (out.is_signed_integer()) return out.as_i64() == number;
+  return number >= 0 && out.as_u64() == static_cast<std::uint64_t>(number);
+}
+
+/// Parses the file's text into `values`. False for text that is not one
+/// JSON object; entries that can't be read are skipped.
+bool parse(const simdjson::padded_string& text, values_t& values, std::string& error) {
+  simdjson::dom::parser parser;
+  simdjson::dom::object entries;
+  if (auto e = parser.parse(text).get_object().get(entries); e != simdjson::SUCCESS) {
+    error = simdjson::error_message(e);
+    return false;
+  }
+  for (auto field : entries) {
+    variant_t v;
+    if (readValue(field.value, v)) {
+      values[std::string(field.key)] = v;
+    } else {
+      LOG4CPLUS_WARN(storageLogger(), "session storage: entry \"" << field.key << "\" skipped");
+    }
+  }
+  return true;
+}
+
+/// Reads the file into `values`: empty when it is missing or damaged.
+void readFile(const std::string& path, values_t& values) {
+  values.clear();
+  struct stat st;
+  if (::stat(path.c_str(), &st) != 0) return;
+  simdjson::padded_string text;
+  if (simdjson::padded_string::load(path).get(text) != simdjson::SUCCESS) {
+    LOG4CPLUS_WARN(storageLogger(), path << ": unreadable, taken as empty");
+    return;
+  }
+  std::string error;
+  if (!parse(text, values, error)) {
+    values.clear();
+    LOG4CPLUS_WARN(storageLogger(), path << ": " << error << "; taken as empty, the next save replaces it");
+  }
+}
+
+bool writeAll(int fd, const std::string& data) {
+  std::size_t done = 0;
+  while (done < data.size()) {
+    ssize_t n = ::write(fd, data.data() + done, data.size() - done);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    done += static_cast<std::size_t>(n);
+  }
+  return true;
+}
+
+/// Writes through a temporary file and a rename, so that a reader sees the
+/// old file or the new one, never half of one.
+bool replaceFile(const std::string& path, const std::string& data) {
+  // Under the directory lock no other writer uses the name; the pid tells
+  // whose a leftover of a crash was.
+  const std::string temp = path + ".tmp-" + std::to_string(::getpid());
+  int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) {
+    LOG4CPLUS_WARN(storageLogger(), temp << ": " << std::strerror(errno));
+    return false;
+  }
+  bool ok = writeAll(fd, data) && ::fsync(fd) == 0;
+  ok = (::close(fd) == 0) && ok;
+  if (ok && ::rename(temp.c_str(), path.c_str()) == 0) return true;
+  LOG4CPLUS_WARN(storageLogger(), path << ": not written: " << std::strerror(errno));
+  ::unlink(temp.c_str());
+  return false;
+}
+
+/// An advisory lock on the result directory. Locking the directory rather
+/// than the file keeps the lock valid across the rename that replaces the
+/// file, and needs no extra file in a result that may be read-only.
+class directory_lock_t {
+ public:
+  directory_lock_t(const std::string& dir, int operation) {
+    fd_ = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd_ < 0) return;
+    while (::flock(fd_, operation) != 0) {
+      if (errno != EINTR) {
+        // Unlocked is still better than not reading or writing at all.
+        LOG4CPLUS_WARN(storageLogger(), dir << ": no lock: " << std::strerror(errno));
+        break;
+      }
+    }
+  }
+  ~directory_lock_t() {
+    if (fd_ >= 0) ::close(fd_);  // releases the lock
+  }
+  directory_lock_t(const directory_lock_t&) = delete;
+  directory_lock_t& operator=(const directory_lock_t&) = delete;
+
+ private:
+  int fd_ = -1;
+};
+
+class SessionStorage : public ISessionStorage {
+ public:
+  SessionStorage(std::string dir) : dir_(std::move(dir)), path_(dir_ + "/" + file_name) {
+    directory_lock_t lock(dir_, LOCK_SH);
+    readFile(path_, values_);
+  }
+
+  variant_t get(const std::string& key, const variant_t& fallback) const override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = values_.find(key);
+    return it == values_.end() ? fallback : it->second;
+  }
+
+  bool find(const std::string& key, variant_t& value) const override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto it = values_.find(key);
+    if (it == values_.end()) return false;
+    value = it->second;
+    return true;
+  }
+
+  bool set(const std::string& key, const variant_t& value) override {
+    if (!storable(value) || !simdjson::validate_utf8(key)) return false;
+    std::lock_guard<std::mutex> lock(mutex_);
+    values_[key] = value;
+    changes_[key] = value;
+    return true;
+  }
+
+  void erase(const std::string& key) override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    values_.erase(key);
+    changes_[key] = std::nullopt;
+  }
+
+  bool save() override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    directory_lock_t dirLock(dir_, LOCK_EX);
+    // What others saved since this object read the file, with this object's
+    // changes on top.
+    values_t merged;
+    readFile(path_, merged);
+    for (const auto& [key, change] : changes_) {
+      if (change) merged[key] = *change;
+      else merged.erase(key);
+    }
+    if (!replaceFile(path_, format(merged))) return false;
+    values_ = std::move(merged);
+    changes_.clear();
+    return true;
+  }
+
+  std::string path() const override { return path_; }
+
+ private:
+  const std::string dir_;
+  const std::string path_;
+  mutable std::mutex mutex_;
+  values_t values_;
+  /// Keys set (a value) or erased (nullopt) since the last save.
+  std::map<std::string, std::optional<variant_t>> changes_;
+};
+
+}  // namespace
+
+sptr_t<ISessionStorage> ISessionStorage::create(const std::string& resultDir) {
+  struct stat st;
+  if (resultDir.empty() || ::stat(resultDir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return nullptr;
+  return foundation::pool_allocate<SessionStorage, ISessionStorage>(resultDir);
+}
+
+}  // namespace configuration

@@ -1,0 +1,19 @@
+#pragma once
+// Handing the session values that the profiler recorded in result.json to
+// the session storage, through which the library reads them (for example
+// "totalElapsedTime", against which a loop's time is judged).
+
+#include <string>
+
+#include "platform/host_data/result_loader.h"
+
+namespace host_data {
+
+/// Sets, in the session storage of the result's directory, each value of
+/// `models.session` that the storage does not hold yet, and saves when any
+/// was set. Values the storage already has win: they were written later, by
+/// the host. False, with `error` set, when the storage cannot be opened or
+/// saved.
+bool seedSessionStorage(const ResultModels& models, std::string& error);
+
+}  // namespace host_data

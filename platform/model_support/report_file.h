@@ -1,0 +1,24 @@
+#pragma once
+// Reading and replacing the report file on disk.
+
+#include <string>
+#include <string_view>
+
+namespace data_models2 {
+
+/// The report file as bytes. Replacing it never shows a reader, or a machine
+/// that went down halfway, a partly written file: the text goes to a
+/// temporary file beside the target, is flushed to disk, and is renamed over
+/// the target in one step. On any failure the temporary file is removed and
+/// the old report, if there was one, stays as it was.
+class ReportFile {
+ public:
+  /// The whole content of a regular file. False for a missing file, a
+  /// directory, a pipe or a device (a pipe would block the task forever), or
+  /// a read error.
+  static bool read(const std::string& path, std::string& text);
+  /// Writes `text` as the new content of `path`; false when any step fails.
+  static bool replace(const std::string& path, std::string_view text);
+};
+
+}  // namespace data_models2

@@ -1,0 +1,164 @@
+// Every way a result file can be wrong ends the load with one message that
+// names the file and the JSON Pointer of the culprit.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "platform/host_data/result_loader.h"
+
+namespace {
+
+using host_data::loadResultText;
+
+std::string withRows(const std::string& rows) {
+  return R"({"format": "nimbex-result", "version": 1, "bottomUp": {"rows": [)" + rows + "]}}";
+}
+
+std::string withTop(const std::string& members) {
+  return R"({"format": "nimbex-result", "version": 1, )" + members + "}";
+}
+
+struct BadInput {
+  const char* name;
+  std::string json;
+  const char* expected;
+};
+
+class LoaderErrors : public testing::TestWithParam<BadInput> {};
+
+TEST_P(LoaderErrors, NamesFileAndPlace) {
+  const BadInput& input = GetParam();
+  host_data::LoadResult loaded = loadResultText(input.json, "/results/r1");
+  ASSERT_FALSE(loaded.ok());
+  EXPECT_NE(loaded.error().find(input.expected), std::string::npos) << loaded.error();
+  EXPECT_EQ(loaded.error().rfind("result.json: ", 0), 0u) << loaded.error();
+}
+
+const BadInput kBadInputs[] = {
+    // The document as a whole.
+    {"NotJson", "{\"format\": ", "result.json: not valid JSON"},
+    {"Empty", "", "result.json: not valid JSON"},
+    {"TopIsArray", "[]", "result.json: /: expected an object, got an array"},
+    {"NoFormat", R"({"version": 1})", "/: missing key \"format\""},
+    {"OtherFormat", R"({"format": "trace", "version": 1})", "/format: not a result file"},
+    {"FutureVersion", R"({"format": "nimbex-result", "version": 2})", "/version: unsupported version 2"},
+    {"UnknownTopKey", withTop(R"("bottomup": {"rows": []})"), "/bottomup: unknown key \"bottomup\""},
+    {"KeyTwice", withTop(R"("frozen": true, "frozen": false)"), "/frozen: key given twice"},
+    // Result-level values.
+    {"FrozenNotBool", withTop(R"("frozen": 1)"), "/frozen: expected true or false, got an integer"},
+    {"CodeBits", withTop(R"("machine": {"codeBits": 16})"), "/machine/codeBits: expected 32 or 64"},
+    {"UnknownDataKind", withTop(R"("collected": ["survey", "traces"])"), "/collected/1: unknown name \"traces\""},
+    {"MetricNotNumber", withTop(R"("programMetrics": {"elapsedTime": "4s"})"),
+     "/programMetrics/elapsedTime: expected a number, got a string"},
+    {"RoofWithoutValue", withTop(R"("roofs": [{"name": "DRAM"}])"), "/roofs/0: missing key \"value\""},
+    {"NegativeRoof", withTop(R"("roofs": [{"name": "DRAM", "value": -1}])"),
+     "/roofs/0/value: expected a non-negative integer"},
+    {"UnknownLocatorKind", withTop(R"("fileLocators": {"libraries": []})"),
+     "/fileLocators/libraries: unknown kind \"libraries\""},
+    {"SessionNull", withTop(R"("session": {"totalElapsedTime": null})"),
+     "/session/totalElapsedTime: expected a typed value, got null"},
+    // Rows and the shape of the tree.
+    {"RowsNotArray", withTop(R"("bottomUp": {"rows": {}})"), "/bottomUp/rows: expected an array, got an object"},
+    {"RowWithoutId", withRows(R"({"type": 4})"), "/bottomUp/rows/0: missing key \"id\""},
+    {"NegativeId", withRows(R"({"id": -3})"), "/bottomUp/rows/0/id: expected a non-negative integer"},
+    {"DuplicateId", withRows(R"({"id": 1}, {"id": 2}, {"id": 1})"), "/bottomUp/rows/2/id: duplicate row id 1"},
+    {"DanglingChild", withRows(R"({"id": 1, "children": [2, 9]}, {"id": 2})"),
+     "/bottomUp/rows/0/children/1: no row with id 9"},
+    {"TwoParents", withRows(R"({"id": 1, "children": [3]}, {"id": 2, "children": [3]}, {"id": 3})"),
+     "/bottomUp/rows/1/children/0: row 3 is already a child of row 1"},
+    {"OwnChild", withRows(R"({"id": 1, "children": [1]})"), "/bottomUp/rows/0/children/0: row 1 names itself"},
+    {"Cycle", withRows(R"({"id": 1, "children": [2]}, {"id": 2, "children": [1]}, {"id": 3})"),
+     "/bottomUp/rows/0: row 1 is its own ancestor"},
+    {"RowsBelowCycle",
+     withRows(R"({"id": 5}, {"id": 6, "children": [7]}, {"id": 7, "children": [8]}, {"id": 8, "children": [6]})"),
+     "/bottomUp/rows/1: row 6 is its own ancestor"},
+    {"CallTreeToo", withTop(R"("callTree": {"rows": [{"id": 1, "children": [4]}]})"),
+     "/callTree/rows/0/children/0: no row with id 4"},
+    {"UnknownRowKey", withRows(R"({"id": 1, "Fields": {}})"), "/bottomUp/rows/0/Fields: unknown key \"Fields\""},
+    {"UnknownTypeName", withRows(R"({"id": 1, "type": ["loop", "lop"]})"),
+     "/bottomUp/rows/0/type/1: unknown type name \"lop\""},
+    {"TypeNotMask", withRows(R"({"id": 1, "type": "loop"})"), "/bottomUp/rows/0/type: expected an integer"},
+    // Fields.
+    {"FieldOfWrongClass", withRows(R"({"id": 1}, {"id": 2}, {"id": 3}, {"id": 4, "fields": {"SelfTime": "0.5"}})"),
+     "result.json: /bottomUp/rows/3/fields/SelfTime: expected a number, got a string"},
+    {"FractionForInteger", withRows(R"({"id": 1, "fields": {"UnrollFactor": 2.5}})"),
+     "/fields/UnrollFactor: expected an integer, got a number"},
+    {"IntegerForBool", withRows(R"({"id": 1, "fields": {"IsVectorized": 1}})"),
+     "/fields/IsVectorized: expected true or false, got an integer"},
+    {"UnknownFieldName", withRows(R"({"id": 1, "fields": {"SelfTim": 0.5}})"),
+     "/fields/SelfTim: unknown field name \"SelfTim\""},
+    {"FieldZero", withRows(R"({"id": 1, "fields": {"0": 1}})"), "/fields/0: field 0 does not exist"},
+    {"FieldByNumberAndName", withRows(R"({"id": 1, "fields": {"10": 1.0, "SelfTime": 2.0}})"),
+     "/fields/SelfTime: field 10 given twice"},
+    {"IntegerTooLarge", withRows(R"({"id": 1, "fields": {"999": 9223372036854775808}})"),
+     "/fields/999: integer 9223372036854775808 does not fit i64"},
+    {"KindOutOfRange", withRows(R"({"id": 1, "fields": {"999": {"u8": 256}}})"),
+     "/fields/999/u8: out of range for u8"},
+    {"NegativeUnsigned", withRows(R"({"id": 1, "fields": {"999": {"u32": -1}}})"),
+     "/fields/999/u32: out of range for u32"},
+    {"UnknownKind", withRows(R"({"id": 1, "fields": {"999": {"int": 1}}})"), "unknown value kind \"int\""},
+    {"TwoKinds", withRows(R"({"id": 1, "fields": {"999": {"i32": 1, "i64": 1}}})"),
+     "/fields/999: expected an object with exactly one key"},
+    {"KindOfWrongPayload", withRows(R"({"id": 1, "fields": {"999": {"bool": "yes"}}})"),
+     "/fields/999/bool: expected true or false, got a string"},
+    // Per-row data.
+    {"OddHexDigits", withRows(R"({"id": 1, "machineCode": {"address": 4096, "bytes": "c5 f"}})"),
+     "/machineCode/bytes: odd number of hexadecimal digits"},
+    {"NotHex", withRows(R"({"id": 1, "machineCode": {"address": 4096, "bytes": "c5 fg"}})"),
+     "/machineCode/bytes: not a hexadecimal digit: 'g'"},
+    {"BadAddress", withRows(R"({"id": 1, "machineCode": {"address": "4096", "bytes": ""}})"),
+     "/machineCode/address: expected a hexadecimal word"},
+    {"CodeWithoutAddress", withRows(R"({"id": 1, "machineCode": {"bytes": "90"}})"),
+     "/machineCode: missing key \"address\""},
+    {"UnknownMixKind", withRows(R"({"id": 1, "instructionMix": {"fast": {}}})"),
+     "/instructionMix/fast: unknown kind \"fast\""},
+    {"MixColumnName", withRows(R"({"id": 1, "instructionMix": {"static": {"loads": 3}}})"),
+     "/instructionMix/static/loads: expected a decimal number as key"},
+    {"RooflineWithoutBytes", withRows(R"({"id": 1, "roofline": {"operations": 10}})"),
+     "/roofline: missing key \"bytes\""},
+    {"TripCountsNotObject", withRows(R"({"id": 1, "sourceTripCounts": {"TripCountAverage": 16}})"),
+     "/sourceTripCounts/TripCountAverage: expected an object, got an integer"},
+    {"SummandWithoutCount",
+     withRows(R"({"id": 1, "sourceTripCounts": {"135": {"value": 16, "summands": [{"value": 16}]}}})"),
+     "/sourceTripCounts/135/summands/0: missing key \"count\""},
+    {"NegativeMedian", withRows(R"({"id": 1, "medianTripCount": -2})"), "/medianTripCount: integer -2 is out of range"},
+    {"GatherWithoutVariable", withRows(R"({"id": 1, "accessPatterns": [{"gathers": [{"pattern": 3}]}]})"),
+     "/accessPatterns/0/gathers/0: missing key \"variable\""},
+    {"DependencyWithGathers", withRows(R"({"id": 1, "dependencies": [{"gathers": []}]})"),
+     "/dependencies/0/gathers: unknown key \"gathers\""},
+    {"StrideShareAsText", withRows(R"({"id": 1, "accessPatterns": [{"fields": {"StrideKind0": "90%"}}]})"),
+     "/accessPatterns/0/fields/StrideKind0: expected a number, got a string"},
+    {"NtsWithoutKind", withRows(R"({"id": 1, "ntsCandidates": [{"variable": "a"}]})"),
+     "/ntsCandidates/0: missing key \"kind\""},
+    {"ShadowNotInteger", withRows(R"({"id": 1, "avx512Shadow": "high"})"),
+     "/avx512Shadow: expected an integer, got a string"},
+    // Pointer escaping: "/" and "~" in keys.
+    {"EscapedKey", withRows(R"({"id": 1, "fields": {"a/b~c": 1}})"), "/fields/a~1b~0c: unknown field name"},
+};
+
+INSTANTIATE_TEST_SUITE_P(BadFiles, LoaderErrors, testing::ValuesIn(kBadInputs),
+                         [](const testing::TestParamInfo<BadInput>& info) { return info.param.name; });
+
+TEST(LoaderErrors, ExtensionKeysAreIgnoredEverywhere) {
+  const std::string json = withTop(R"("x-note": "made by hand", "machine": {"x-cpu": "?", "cpuType": 3},
+      "bottomUp": {"x-count": 1, "rows": [{"id": 1, "x-why": "root", "fields": {"x-unit": "s", "SelfTime": 1.0}}]})");
+  host_data::LoadResult loaded = loadResultText(json, "/results/r1");
+  ASSERT_TRUE(loaded.ok()) << loaded.error();
+  EXPECT_EQ(loaded.models().resultController->getCpuType(0), 3);
+}
+
+TEST(LoaderErrors, DirectoryProblemsNameThePath) {
+  host_data::LoadResult missing = host_data::loadResultDirectory("/nonexistent/result-dir");
+  ASSERT_FALSE(missing.ok());
+  EXPECT_EQ(missing.error(), "/nonexistent/result-dir: not a directory");
+
+  const std::string empty = testing::TempDir() + "/host_data_empty_dir";
+  std::filesystem::create_directories(empty);
+  host_data::LoadResult noFile = host_data::loadResultDirectory(empty);
+  ASSERT_FALSE(noFile.ok());
+  EXPECT_EQ(noFile.error(), empty + "/result.json: no such file");
+}
+
+}  // namespace
