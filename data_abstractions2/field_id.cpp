@@ -15,6 +15,7 @@ struct field_entry_t {
 // fixture or a dump reads the same as in the code.
 constexpr field_entry_t kFields[] = {
     {FieldNone, "FieldNone"},
+    {SourceLine, "SourceLine"},
     {SourceFile, "SourceFile"},
     {SelfTime, "SelfTime"},
     {FunctionName, "FunctionName"},

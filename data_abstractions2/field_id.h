@@ -6,6 +6,7 @@ namespace data_abstractions2 {
 
 enum FieldId : int {
   FieldNone = 0,
+  SourceLine = 3,
   SourceFile = 5,
   SelfTime = 10,
   FunctionName = 13,

@@ -2,6 +2,13 @@
 // `HostResultController`: what a loaded result says about itself: where it
 // lives, the machine it was collected on, which data kinds it holds and
 // whether it is frozen. Every target answers from the one machine.
+//
+// Experiments: the result directory's parent is the experiments directory, so
+// a snapshot named "tmp" of /proj/run1 is the copy /proj/tmp. A controller
+// made by createResultController has no result until `open`, which points it
+// at a directory; its experiment is that directory, and deleting it removes
+// the directory from disk. `open` is for a controller that no other thread
+// uses; everything else only reads.
 
 #include <cstdint>
 #include <set>
@@ -34,10 +41,17 @@ class HostResultController : public data_abstractions2::IResultController {
   std::string getResultDir(int /*target*/) const override { return contents_.directory; }
   std::string getResultFile() const override { return contents_.resultFile; }
 
+  std::string getExperimentsDir() const override;
+  bool makeSnapshot(const std::string& name, int target, int flags) override;
+  foundation::sptr_t<data_abstractions2::IResultController> createResultController() const override;
+  bool open(const std::string& directory) override;
+  foundation::sptr_t<data_abstractions2::IExperiment> getExperiment() const override { return experiment_; }
+
   int getCodeBits() const { return contents_.codeBits; }
 
  private:
   Contents contents_;
+  foundation::sptr_t<data_abstractions2::IExperiment> experiment_;  ///< set by open
 };
 
 }  // namespace host_data

@@ -3,6 +3,7 @@
 // set names as compilers report them.
 
 #include <cstdint>
+#include <string>
 
 namespace system_info {
 
@@ -22,7 +23,16 @@ namespace system_info {
 ///   5  SSE4.1             11  AVX-512, common subset
 ///
 /// `CPUType` names only the processor kinds that the library tests; any other
-/// value the controller gives passes through unchanged.
+/// value the controller gives passes through unchanged:
+///
+///   0  unknown
+///  10  processor generation without a loop stream buffer (first of two)
+///  11  processor generation without a loop stream buffer (second of two)
+///  14  the many-core family with its own AVX-512 flavour (level 12)
+///
+/// An object describes one machine: by default the one the library runs on,
+/// as the processor reports itself, or a machine of a given level (a result's
+/// collection machine, a test's).
 class SystemInfo {
  public:
   enum IsaExtensions : std::uint64_t {
@@ -62,6 +72,36 @@ class SystemInfo {
   /// level. Any other name that begins with "avx512" counts as the common
   /// subset. Null, empty and unknown names give IsaNone.
   static IsaExtensions getIsaType(const char* isaName);
+
+  /// The short name of a level as users know it: "SSE", "SSE2", "SSE3",
+  /// "SSSE3", "SSE4.1", "SSE4.2", "AVX", "AVX2", and for the AVX-512 levels
+  /// the extension that sets each apart: "AVX-512F", "AVX-512ER",
+  /// "AVX-512BW", "AVX-512VNNI". IsaNone, the free numbers 8 and 9 and
+  /// numbers beyond 14 give "".
+  static std::string getIsaAbbreviationAsString(IsaExtensions level);
+
+  /// Width in bits of the widest vector register of a level: 512 from
+  /// AVX-512 on, 256 for AVX and AVX2, 128 for the SSE levels, 0 for IsaNone.
+  static int getVectorLengthOfLevel(IsaExtensions level);
+
+  /// The level of the processor this process runs on, as it reports itself
+  /// and as the operating system enables it (a processor with AVX under a
+  /// system that doesn't save the wide registers counts as SSE4.2). Asked
+  /// once per process; IsaNone on processors of other architectures.
+  static IsaExtensions detectIsaExtensions();
+
+  /// The machine this process runs on.
+  SystemInfo();
+  /// A machine of the given level.
+  explicit SystemInfo(IsaExtensions level);
+
+  IsaExtensions getIsaExtensions() const { return level; }
+  /// Width in bits of the machine's widest vector register (see
+  /// getVectorLengthOfLevel): 512 on an AVX-512 machine.
+  int getMaxVectorLength() const;
+
+ private:
+  IsaExtensions level;
 };
 
 }  // namespace system_info

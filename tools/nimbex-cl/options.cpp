@@ -50,7 +50,10 @@ std::string usageText() {
 bool parseOptions(const std::vector<std::string>& args, Options& options, std::string& error) {
   po::variables_map vm;
   try {
-    const int style = po::command_line_style::unix_style | po::command_line_style::allow_long_disguise;
+    // No guessing of abbreviated long options: "-v" must mean --verbose, not
+    // "ambiguous between --verbose and --version".
+    const int style = (po::command_line_style::unix_style & ~po::command_line_style::allow_guessing) |
+                      po::command_line_style::allow_long_disguise;
     po::store(po::command_line_parser(args).options(describe()).style(style).run(), vm);
     po::notify(vm);
   } catch (const po::error& e) {

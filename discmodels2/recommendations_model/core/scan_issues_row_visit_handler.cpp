@@ -6,6 +6,7 @@
 
 #include "discmodels2/recommendations_model/core/get_children.h"
 #include "discmodels2/recommendations_model/data/data_provider.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
 #include "platform/foundation/statistic.h"
 #include "platform/portability/assert.h"
 #include "platform/system_info/system_info.h"
@@ -42,21 +43,28 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   [[maybe_unused]] const auto machineCpu =
       static_cast<SystemInfo::CPUType>(resultController ? resultController->getCpuType(0) : SystemInfo::CpuUnknown);
 
-  // ---- Loop detectors, in this order (the order is the tie-break of equal
-  // issues, so it is part of what users see):
-  //   IssueLoopMisalignment(cpu), IssuePeelRemainder, IssueCDI, IssueDIV,
-  //   IssueExcessiveCaching, IssueFMA(isa, model), IssueReciprocal(isa, cpu, model),
-  //   IssueGatherScatter, IssueTypeConversions, IssueCompilerDiagnostics,
-  //   IssueSystemFunctions, IssueOpenMP, IssueFloatingPoint,
-  //   IssueSerializedUserFunctions, IssueUserFunctions, IssueAssumedDependency,
-  //   IssuePotentialVectorizability(model), IssueCheckAccessPatterns,
-  //   IssueInefficientAccessPatterns, IssueVectorFunctionAttributes,
-  //   IssueIndirectCalls(cpu), IssueNeedForSimd(isa, cpu, hasTripCounts, model),
-  //   IssueRegistersPressure;
+  // ---- Loop detectors. The order is the tie-break of equal issues, so it is
+  // part of what users see. Places not yet taken are marked; a detector is
+  // added at its place:
+  //    1 IssueLoopMisalignment(cpu)         2 IssuePeelRemainder
+  //    3 IssueCDI                           4 IssueDIV
+  //    5 IssueExcessiveCaching              6 IssueFMA(isa, model)
+  //    7 IssueReciprocal(isa, cpu, model)   8 IssueGatherScatter
+  //    9 IssueTypeConversions              10 IssueCompilerDiagnostics
+  //   11 IssueSystemFunctions              12 IssueOpenMP
+  //   13 IssueFloatingPoint                14 IssueSerializedUserFunctions
+  //   15 IssueUserFunctions                16 IssueAssumedDependency
+  //   17 IssuePotentialVectorizability(model)
+  //   18 IssueCheckAccessPatterns          19 IssueInefficientAccessPatterns
+  //   20 IssueVectorFunctionAttributes     21 IssueIndirectCalls(cpu)
+  //   22 IssueNeedForSimd(isa, cpu, hasTripCounts, model)
+  //   23 IssueRegistersPressure
   // then IssueZmmShadow when the product has the feature "shadow_model";
   // then IssueRooflineGuidance(isa, getDataset(1), roof interpolator) when
   // there is a survey model.
-  // (detectors are appended here as they are written)
+  loopDetectors = {
+      std::make_shared<issues::IssueTypeConversions>(dataProvider),  // 9
+  };
 
   // ---- Detectors for rows that are not loops: IssueSTLAlgorithms, then a
   // separate IssueZmmShadow under the same feature.

@@ -1,0 +1,15 @@
+#pragma once
+// What nimbex-cl does once its command line is read.
+
+#include <ostream>
+
+#include "tools/nimbex-cl/options.h"
+
+namespace nimbex_cl {
+
+/// Loads the result, produces its findings and writes the report. Errors go
+/// to `err` as one line each, starting with "nimbex-cl: ". Returns the exit
+/// code.
+int runTool(const Options& options, std::ostream& out, std::ostream& err);
+
+}  // namespace nimbex_cl
