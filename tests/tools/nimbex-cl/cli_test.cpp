@@ -1,0 +1,155 @@
+// nimbex-cl as users run it: the real binary on result directories.
+
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <boost/filesystem.hpp>
+#include <gtest/gtest.h>
+
+#include "platform/host_data/result_loader.h"
+#include "platform/model_support/issues_dumper.h"
+
+namespace {
+
+namespace fs = boost::filesystem;
+
+struct ToolRun {
+  int exitCode = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string slurp(const fs::path& path) {
+  std::ifstream file(path.string(), std::ios::binary);
+  std::stringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+class CliTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = fs::temp_directory_path() / fs::unique_path("nimbex-cli-%%%%-%%%%");
+    fs::create_directories(dir_);
+  }
+  void TearDown() override {
+    boost::system::error_code ec;
+    fs::remove_all(dir_, ec);
+  }
+
+  // Copies the bundled example into the scratch project as `name`.
+  fs::path copyExample(const std::string& name) {
+    const char* source = std::getenv("NIMBEX_SOURCE_DIR");
+    EXPECT_NE(source, nullptr);
+    fs::path target = dir_ / name;
+    fs::create_directories(target);
+    fs::copy_file(fs::path(source) / "examples/basic/result.json", target / "result.json");
+    return target;
+  }
+
+  ToolRun run(const std::string& args) {
+    ToolRun r;
+    const fs::path out = dir_ / "stdout.txt";
+    const fs::path err = dir_ / "stderr.txt";
+    const std::string command =
+        std::string("'") + NIMBEX_CL_PATH + "' " + args + " >'" + out.string() + "' 2>'" + err.string() + "'";
+    const int status = std::system(command.c_str());
+    r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.out = slurp(out);
+    r.err = slurp(err);
+    return r;
+  }
+
+  std::string project() const { return "'" + dir_.string() + "'"; }
+
+  fs::path dir_;
+};
+
+TEST_F(CliTest, ExitCodesAndOneLineErrors) {
+  fs::path broken = dir_ / "broken";
+  fs::create_directories(broken);
+  std::ofstream(( broken / "result.json").string()) << R"({"format": "nimbex-result", "version": 1, "bottomUp": {"rows": [{"id": 1, "children": [7]}]}})";
+
+  struct Case {
+    std::string args;
+    int exitCode;
+    std::string errFragment;
+  };
+  const Case cases[] = {
+      {"--help", 0, ""},
+      {"--version", 0, ""},
+      {"-report issues", 2, "missing -project-dir"},
+      {"-report issues -project-dir " + project() + " --exp-dir basic -format=pdf", 2, "-format=text or -format=xml"},
+      {"-report issues -project-dir " + project() + " --exp-dir nowhere", 3, "no such result directory"},
+      {"-report issues -project-dir " + project() + " --exp-dir broken", 3, "result.json: /bottomUp/rows/0"},
+  };
+  for (const Case& c : cases) {
+    ToolRun r = run(c.args);
+    EXPECT_EQ(r.exitCode, c.exitCode) << c.args << "\n" << r.err;
+    if (!c.errFragment.empty()) {
+      EXPECT_NE(r.err.find(c.errFragment), std::string::npos) << c.args << "\nstderr: " << r.err;
+      EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << "one line: " << r.err;
+    }
+  }
+}
+
+TEST_F(CliTest, TextReportShowsTheConversionsIssueWithRealTexts) {
+  copyExample("basic");
+  ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic");
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.out.find("Issue: Data type conversions"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("Recommendation [confidence: low]"), std::string::npos) << r.out;
+  // A key in the output means the catalogue was not found.
+  EXPECT_EQ(r.out.find("_title"), std::string::npos) << r.out;
+  EXPECT_EQ(r.err.find("warning"), std::string::npos) << r.err;
+}
+
+TEST_F(CliTest, XmlReportIsWhatTheLibraryReadsBack) {
+  fs::path result = copyExample("basic");
+  const fs::path report = dir_ / "out.xml";
+  ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic -format=xml --report-output '" +
+              report.string() + "'");
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  ASSERT_TRUE(fs::exists(report));
+
+  host_data::LoadResult loaded = host_data::loadResultDirectory(result.string());
+  ASSERT_TRUE(loaded) << loaded.error();
+  auto bottomUp = loaded.models().surveyModel->getDataset(data_abstractions2::BottomUp);
+  data_models2::IssuesDumper<data_models2::DefaultDumpPolicy> dumper(bottomUp, nullptr);
+  dumper.setFilename(report.string());
+  ASSERT_TRUE(dumper.assignIssuesReport());
+
+  unsigned issues = 0;
+  for (std::uint64_t id = 1; id <= bottomUp->rowCount() + 10; ++id) {
+    auto row = bottomUp->getRow(id);
+    if (!row) continue;
+    for (auto it = row->rowIssues(); !it.at_end(); it.next()) {
+      ++issues;
+      EXPECT_EQ(it.current()->getStringId(), "type_conversions_issue");
+    }
+  }
+  EXPECT_GT(issues, 0u);
+}
+
+TEST_F(CliTest, MissingCatalogueWarnsOnceAndFallsBackToKeys) {
+  copyExample("basic");
+  fs::create_directories(dir_ / "empty-messages");
+  ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic");
+  ASSERT_EQ(r.exitCode, 0);
+  const std::string env = "NIMBEX_MESSAGES_DIR='" + (dir_ / "empty-messages").string() + "' ";
+  const fs::path out = dir_ / "o.txt";
+  const fs::path err = dir_ / "e.txt";
+  const std::string command = env + "'" + NIMBEX_CL_PATH + "' -report issues -project-dir " + project() +
+                              " --exp-dir basic >'" + out.string() + "' 2>'" + err.string() + "'";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  const std::string errText = slurp(err);
+  EXPECT_NE(errText.find("warning"), std::string::npos) << errText;
+  EXPECT_EQ(errText.find("warning"), errText.rfind("warning")) << "warned more than once: " << errText;
+  EXPECT_NE(slurp(out).find("type_conversions_issue_title"), std::string::npos);
+}
+
+}  // namespace
