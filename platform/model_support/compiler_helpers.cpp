@@ -3,6 +3,12 @@
 #include <cctype>
 #include <charconv>
 #include <cstddef>
+#include <memory>
+#include <mutex>
+#include <regex>
+#include <unordered_map>
+
+#include "platform/portability/assert.h"
 
 namespace data_models2::compiler_helpers {
 
@@ -36,6 +42,133 @@ CompilerVersion parseVersion(std::string_view text) {
     if (!readNumber(text, pos, parts[i])) return {};
   }
   return CompilerVersion{parts[0], parts[1], parts[2]};
+}
+
+namespace {
+
+using CompiledPatterns = std::vector<std::regex>;
+
+// Detectors ask the same few pattern lists for every row of a result;
+// compiling a std::regex costs far more than matching one, so each list is
+// compiled once and kept for the life of the process.
+std::shared_ptr<const CompiledPatterns> compiledPatterns(const std::vector<std::string>& patterns, bool ignoreCase) {
+  static std::mutex mutex;
+  static std::unordered_map<std::string, std::shared_ptr<const CompiledPatterns>> cache;
+
+  std::string key(1, ignoreCase ? 'i' : 'c');
+  for (const std::string& pattern : patterns) {
+    key.push_back('\x1f');
+    key += pattern;
+  }
+
+  std::lock_guard<std::mutex> lock(mutex);
+  auto found = cache.find(key);
+  if (found != cache.end()) return found->second;
+
+  auto compiled = std::make_shared<CompiledPatterns>();
+  auto flags = std::regex::ECMAScript | std::regex::optimize;
+  if (ignoreCase) flags |= std::regex::icase;
+  for (const std::string& pattern : patterns) {
+    try {
+      compiled->emplace_back(pattern, flags);
+    } catch (const std::regex_error&) {
+      // The patterns are the detectors' own constants, so a bad one is a
+      // programming error; it matches nothing rather than ending the scan.
+      NIMB_ASSERT_TEXT(false, "hasAnyOfCompilerFlags: invalid pattern");
+    }
+  }
+  return cache.emplace(std::move(key), std::move(compiled)).first->second;
+}
+
+bool startsOption(const std::string& word) { return !word.empty() && (word[0] == '-' || word[0] == '/'); }
+
+struct DiagnosticText {
+  int number;
+  const char* text;
+};
+
+// Only the numbers whose meaning the library relies on elsewhere; the
+// catalogue carries the documented ones with examples.
+constexpr DiagnosticText kDiagnosticTexts[] = {
+    {15300, "the loop was vectorized"},
+    {15306, "the loop was replaced by a call to a memory routine such as memset or memcpy"},
+    {15315, "the loop was not vectorized: it runs too few iterations for vector code to pay off"},
+    {15344, "the loop was not vectorized: the compiler assumed a dependency between iterations"},
+    {15533, "the loop was not vectorized: its structure is too complex for the vectorizer"},
+    {15541, "the outer loop was not vectorized automatically; an explicit SIMD directive may vectorize it"},
+    {15542, "the loop was not vectorized: its inner loop was vectorized instead"},
+};
+
+}  // namespace
+
+std::vector<std::string> splitCompilerOptions(std::string_view flags) {
+  std::vector<std::string> words;
+  std::string word;
+  bool inWord = false;
+  bool quoted = false;
+  for (char c : flags) {
+    if (c == '"') {
+      quoted = !quoted;
+      inWord = true;
+      word.push_back(c);
+    } else if (!quoted && std::isspace(static_cast<unsigned char>(c))) {
+      if (inWord) words.push_back(std::move(word));
+      word.clear();
+      inWord = false;
+    } else {
+      inWord = true;
+      word.push_back(c);
+    }
+  }
+  if (inWord) words.push_back(std::move(word));
+
+  std::vector<std::string> options;
+  for (std::string& w : words) {
+    if (options.empty() || startsOption(w)) {
+      options.push_back(std::move(w));
+    } else {
+      options.back() += ' ';
+      options.back() += w;
+    }
+  }
+  return options;
+}
+
+bool hasAnyOfCompilerFlags(std::string_view flags, const std::vector<std::string>& patterns, bool ignoreCase) {
+  if (flags.empty() || patterns.empty()) return false;
+  const std::shared_ptr<const CompiledPatterns> compiled = compiledPatterns(patterns, ignoreCase);
+  for (const std::string& option : splitCompilerOptions(flags)) {
+    for (const std::regex& pattern : *compiled) {
+      if (std::regex_search(option, pattern)) return true;
+    }
+  }
+  return false;
+}
+
+bool getCompilerNonVectorizationMessage(int number, std::string& message) {
+  for (const DiagnosticText& entry : kDiagnosticTexts) {
+    if (entry.number == number) {
+      message = entry.text;
+      return true;
+    }
+  }
+  message = "the loop was not vectorized (compiler diagnostic " + std::to_string(number) + ")";
+  return false;
+}
+
+std::vector<std::pair<std::string, std::string>> getDataTypesEqualTo(int mainVectType) {
+  switch (mainVectType) {
+    case MainVectInt8: return {{"int8", "Int8"}, {"uint8", "UInt8"}};
+    case MainVectInt16: return {{"int16", "Int16"}, {"uint16", "UInt16"}};
+    case MainVectInt32: return {{"int32", "Int32"}, {"uint32", "UInt32"}};
+    case MainVectInt64: return {{"int64", "Int64"}, {"uint64", "UInt64"}};
+    case MainVectFloat32: return {{"float32", "Float32"}};
+    case MainVectFloat64: return {{"float64", "Float64"}};
+    case MainVectComplex64: return {{"complex64", "Complex64"}};
+    case MainVectComplex128: return {{"complex128", "Complex128"}};
+    case MainVectFloat16: return {{"float16", "Float16"}};
+    default: return {};
+  }
 }
 
 }  // namespace data_models2::compiler_helpers

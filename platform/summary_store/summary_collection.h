@@ -21,7 +21,7 @@
 //             "note": "",
 //             "funcInstIdx": 3,
 //             "recommendations": [
-//               {"id": "vec_rec_align", "title": "Align the data", "confidence": 4, "priority": 2}
+//               {"id": "type_conversions_rec_smallest", "title": "Use the smallest data type", "confidence": 4, "priority": 2}
 //             ]
 //           }
 //         ]

@@ -5,6 +5,10 @@
 #include <string>
 #include <string_view>
 
+#if defined(__x86_64__) || defined(__i386__)
+#include <cpuid.h>
+#endif
+
 namespace system_info {
 
 namespace {
@@ -50,6 +54,57 @@ constexpr IsaName kIsaNames[] = {
     {"avx512bf16", SystemInfo::IsaAvx512Vnni},
 };
 
+#if defined(__x86_64__) || defined(__i386__)
+
+bool bit(unsigned word, int n) { return ((word >> n) & 1u) != 0; }
+
+// The register state the operating system saves on a context switch; a
+// processor feature whose registers it doesn't save can't be used.
+std::uint64_t enabledRegisterState() {
+  unsigned low = 0, high = 0;
+  __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+  return (static_cast<std::uint64_t>(high) << 32) | low;
+}
+
+SystemInfo::IsaExtensions detectFromProcessor() {
+  unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+  if (!__get_cpuid(1, &eax, &ebx, &ecx, &edx)) return SystemInfo::IsaNone;
+  const unsigned ecx1 = ecx, edx1 = edx;
+
+  SystemInfo::IsaExtensions level = SystemInfo::IsaNone;
+  if (bit(edx1, 25)) level = SystemInfo::IsaSse;
+  if (bit(edx1, 26)) level = SystemInfo::IsaSse2;
+  if (level == SystemInfo::IsaSse2 && bit(ecx1, 0)) level = SystemInfo::IsaSse3;
+  if (level == SystemInfo::IsaSse3 && bit(ecx1, 9)) level = SystemInfo::IsaSsse3;
+  if (level == SystemInfo::IsaSsse3 && bit(ecx1, 19)) level = SystemInfo::IsaSse41;
+  if (level == SystemInfo::IsaSse41 && bit(ecx1, 20)) level = SystemInfo::IsaSse42;
+  // OSXSAVE must be set before xgetbv may be executed at all.
+  if (level != SystemInfo::IsaSse42 || !bit(ecx1, 27) || !bit(ecx1, 28)) return level;
+  const std::uint64_t state = enabledRegisterState();
+  if ((state & 0x6) != 0x6) return level;  // XMM and YMM state
+  level = SystemInfo::IsaAvx;
+
+  if (!__get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx)) return level;
+  // The ladder's AVX2 level includes fused multiply-add.
+  if (!bit(ebx, 5) || !bit(ecx1, 12)) return level;
+  level = SystemInfo::IsaAvx2;
+
+  if (!bit(ebx, 16) || (state & 0xe6) != 0xe6) return level;  // AVX-512F; opmask and ZMM state
+  level = SystemInfo::IsaAvx512;
+  if (bit(ebx, 26) || bit(ebx, 27)) return SystemInfo::IsaAvx512ManyCore;  // PF, ER
+  if (bit(ebx, 17) && bit(ebx, 30) && bit(ebx, 31)) {                    // DQ, BW, VL
+    level = SystemInfo::IsaAvx512Core;
+    if (bit(ecx, 11)) level = SystemInfo::IsaAvx512Vnni;
+  }
+  return level;
+}
+
+#else
+
+SystemInfo::IsaExtensions detectFromProcessor() { return SystemInfo::IsaNone; }
+
+#endif
+
 }  // namespace
 
 SystemInfo::IsaExtensions SystemInfo::getIsaType(const char* isaName) {
@@ -63,5 +118,42 @@ SystemInfo::IsaExtensions SystemInfo::getIsaType(const char* isaName) {
   if (name.rfind("avx512", 0) == 0) return IsaAvx512;
   return IsaNone;
 }
+
+std::string SystemInfo::getIsaAbbreviationAsString(IsaExtensions level) {
+  switch (level) {
+    case IsaSse: return "SSE";
+    case IsaSse2: return "SSE2";
+    case IsaSse3: return "SSE3";
+    case IsaSsse3: return "SSSE3";
+    case IsaSse41: return "SSE4.1";
+    case IsaSse42: return "SSE4.2";
+    case IsaAvx: return "AVX";
+    case IsaAvx2: return "AVX2";
+    case IsaAvx512: return "AVX-512F";
+    case IsaAvx512ManyCore: return "AVX-512ER";
+    case IsaAvx512Core: return "AVX-512BW";
+    case IsaAvx512Vnni: return "AVX-512VNNI";
+    case IsaNone: break;
+  }
+  return {};
+}
+
+int SystemInfo::getVectorLengthOfLevel(IsaExtensions level) {
+  if (level >= IsaAvx512) return 512;
+  if (level >= IsaAvx) return 256;
+  if (level >= IsaSse) return 128;
+  return 0;
+}
+
+SystemInfo::IsaExtensions SystemInfo::detectIsaExtensions() {
+  static const IsaExtensions detected = detectFromProcessor();
+  return detected;
+}
+
+SystemInfo::SystemInfo() : level(detectIsaExtensions()) {}
+
+SystemInfo::SystemInfo(IsaExtensions level) : level(level) {}
+
+int SystemInfo::getMaxVectorLength() const { return getVectorLengthOfLevel(level); }
 
 }  // namespace system_info

@@ -6,17 +6,24 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <sstream>
 
 #include <boost/filesystem.hpp>
 
 #include "data_abstractions2/i_dataset_helper.h"
-#include "discmodels2/recommendations_model/core/scan_issues_row_visit_handler.h"
+#include "data_abstractions2/i_recommendations_model.h"
+#include "discmodels2/recommendations_model/core/issues_task.h"
+#include "discmodels2/recommendations_model/core/recommendations_engine.h"
 #include "discmodels2/recommendations_model/messages/translation.h"
 #include "platform/configuration/message_catalogs.h"
+#include "platform/configuration/session_storage.h"
 #include "platform/host_data/result_loader.h"
 #include "platform/host_data/session_seed.h"
 #include "platform/model_support/issues_dumper.h"
+#include "tools/nimbex-cl/progress_bar.h"
 #include "tools/nimbex-cl/text_report.h"
 
 namespace nimbex_cl {
@@ -67,18 +74,62 @@ bool writeFileAtomically(const std::string& path, const std::string& text, std::
   return true;
 }
 
-void scan(const host_data::ResultModels& models) {
-  auto handler = foundation::pool_allocate<data_models2::ScanIssuesRowVisitHandler, data_models2::ScanIssuesRowVisitHandler>(
-      models.surveyModel, models.resultController, nullptr);
-  auto walker = IDatasetHelper::create(models.surveyModel->getDataset(BottomUp));
-  if (!walker) return;
-  walker->visitRows(nullptr, handler, IDatasetHelper::PostVisit, nullptr);
-  handler->writeStatCounters();
+const char* originText(int origin) {
+  switch (static_cast<data_models2::IssuesTask::FindingsOrigin>(origin)) {
+    case data_models2::IssuesTask::FindingsOrigin::ReportFile: return "read from issues.xml";
+    case data_models2::IssuesTask::FindingsOrigin::Scan: return "scanned";
+    case data_models2::IssuesTask::FindingsOrigin::ExternalTool: return "made by a nimbex-cl child process";
+    default: return "not made";
+  }
+}
+
+// A rescan must not take the stored report: mark it as not matching the
+// data. (A frozen result keeps using its report; that is what frozen means.)
+void forgetCachedReport(const std::string& resultDir) {
+  sptr_t<configuration::ISessionStorage> storage = configuration::ISessionStorage::create(resultDir);
+  if (!storage) return;
+  storage->set(data_models2::RecommendationsEngine::cache_actual_key, variant_t(false));
+  storage->save();
+}
+
+// Runs the engine as a host does and waits for its findings. False when the
+// user interrupted the run.
+bool collectFindings(const host_data::ResultModels& models, const std::string& resultDir, foundation::IProgress& progress,
+                     const std::atomic<bool>* interrupted, sptr_t<IRecommendationsModel>& model, bool& started) {
+  model = data_models2::createRecommendationsModel();
+  model->init(models.resultController, "nimbex-cl", nullptr, nullptr, &progress);
+  model->setSurveyModel(models.surveyModel);
+  model->setLoopManager(models.surveyModel->getLoopManager());
+
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool finished = false;
+  boost::signals2::scoped_connection connection = model->collectionFinished.connect([&](bool) {
+    std::lock_guard<std::mutex> lock(mutex);
+    finished = true;
+    changed.notify_all();
+  });
+
+  (void)resultDir;
+  if (interrupted && interrupted->load()) return false;
+  started = model->startCollection();
+  if (!started) return true;
+  std::unique_lock<std::mutex> lock(mutex);
+  while (!finished) {
+    changed.wait_for(lock, std::chrono::milliseconds(50));
+    if (interrupted && interrupted->load()) {
+      lock.unlock();
+      progress.cancel();
+      model->stopCollection(true);
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
 
-int runTool(const Options& options, std::ostream& out, std::ostream& err) {
+int runTool(const Options& options, std::ostream& out, std::ostream& err, const std::atomic<bool>* interrupted) {
   const std::string resultDir = options.resultDir();
   boost::system::error_code ec;
   if (!fs::is_directory(resultDir, ec)) {
@@ -97,8 +148,29 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err) {
   }
   warnAboutCatalogue(err);
 
-  scan(models);
-  if (options.verbose) err << "nimbex-cl: findings came from a scan of the result\n";
+  if (options.rescan) forgetCachedReport(resultDir);
+  ProgressBar progress(stderr, !options.noProgress && ProgressBar::isTerminal(stderr));
+  sptr_t<IRecommendationsModel> model;
+  bool started = false;
+  const bool completed = collectFindings(models, resultDir, progress, interrupted, model, started);
+  progress.finish();
+  if (!completed) {
+    model->closeResult();
+    err << "nimbex-cl: interrupted; the result is unchanged\n";
+    return ExitCancelled;
+  }
+  if (!started) {
+    err << "nimbex-cl: " << resultDir << ": the result has no bottom-up tree to analyse\n";
+    return ExitBadResult;
+  }
+  const auto* engine = dynamic_cast<const data_models2::RecommendationsEngine*>(model.get());
+  const char* origin = originText(engine ? engine->lastFindingsOrigin() : 0);
+  if (options.verbose) err << "nimbex-cl: findings " << origin << "\n";
+  // Settles the session key that lets the next run read issues.xml.
+  struct Closer {
+    sptr_t<IRecommendationsModel> model;
+    ~Closer() { model->closeResult(); }
+  } closer{model};
 
   sptr_t<IDataset> bottomUp = models.surveyModel->getDataset(BottomUp);
   if (options.format == ReportFormat::Xml) {
@@ -117,7 +189,6 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err) {
   TextReport::Settings settings;
   settings.topLoops = static_cast<std::size_t>(options.topLoops);
   settings.resultName = resultDir;
-  settings.origin = "scanned";
   settings.programTime = models.surveyModel->getProgramMetrics().elapsedTime;
   TextReport report(bottomUp, settings);
   if (options.reportOutput.empty()) {

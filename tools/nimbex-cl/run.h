@@ -1,6 +1,7 @@
 #pragma once
 // What nimbex-cl does once its command line is read.
 
+#include <atomic>
 #include <ostream>
 
 #include "tools/nimbex-cl/options.h"
@@ -9,7 +10,9 @@ namespace nimbex_cl {
 
 /// Loads the result, produces its findings and writes the report. Errors go
 /// to `err` as one line each, starting with "nimbex-cl: ". Returns the exit
-/// code.
-int runTool(const Options& options, std::ostream& out, std::ostream& err);
+/// code. When `interrupted` becomes true the run is cancelled cleanly and
+/// ends with ExitCancelled.
+int runTool(const Options& options, std::ostream& out, std::ostream& err,
+            const std::atomic<bool>* interrupted = nullptr);
 
 }  // namespace nimbex_cl

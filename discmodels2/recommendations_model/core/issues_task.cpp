@@ -128,11 +128,16 @@ void IssuesTask::DoTask() {
 
   // A report that will not load is as good as none: make the findings anew.
   // reportOk stays false here on purpose, see TaskFinished.
-  if (canLoadFromFile() && dumper.assignIssuesReport()) return;
+  if (canLoadFromFile() && dumper.assignIssuesReport()) {
+    origin_.store(FindingsOrigin::ReportFile, std::memory_order_release);
+    return;
+  }
 
   if (useExternalDetection) {
+    origin_.store(FindingsOrigin::ExternalTool, std::memory_order_release);
     startPythonIssueDetection();
   } else {
+    origin_.store(FindingsOrigin::Scan, std::memory_order_release);
     scanForIssues();
   }
 

@@ -33,6 +33,9 @@ class ScanIssuesRowVisitHandler;
 /// The engine and the progress object are borrowed and must outlive the task.
 class IssuesTask : public BaseLongOperationTask {
  public:
+  /// Where the findings of a task came from.
+  enum class FindingsOrigin : int { None = 0, ReportFile = 1, Scan = 2, ExternalTool = 3 };
+
   /// File name of the command-line tool, looked for beside the running program.
   static constexpr const char* kToolName = "nimbex-cl";
   /// The experiment name of the snapshot that the tool works on.
@@ -40,7 +43,8 @@ class IssuesTask : public BaseLongOperationTask {
 
   /// A null `engine` makes DoTask do nothing; a null `progress` is replaced
   /// by a private object that still carries the cancel flag.
-  IssuesTask(const RecommendationsEngine* engine, foundation::sptr_t<data_abstractions2::ISurveyingViewModel> surveyModel,
+  IssuesTask(const RecommendationsEngine* engine,
+             foundation::sptr_t<data_abstractions2::ISurveyingViewModel> surveyModel,
              foundation::sptr_t<data_abstractions2::IResultController> resultController,
              foundation::sptr_t<data_abstractions2::ISourceManager> sourceManager, foundation::IProgress* progress,
              const foundation::path_t& reportPath, bool cacheActual, bool useExternalDetection);
@@ -74,6 +78,8 @@ class IssuesTask : public BaseLongOperationTask {
   /// Counts of the last scanForIssues; 0 before one, and on the other paths.
   unsigned lastIssueCount() const { return lastIssueCount_.load(std::memory_order_acquire); }
   unsigned lastRecommendationCount() const { return lastRecommendationCount_.load(std::memory_order_acquire); }
+  /// The way DoTask took; None before it ran or when it did nothing.
+  FindingsOrigin findingsOrigin() const { return origin_.load(std::memory_order_acquire); }
 
  protected:
   /// The driver of the scan's walk. Tests give it detectors of their own.
@@ -101,6 +107,7 @@ class IssuesTask : public BaseLongOperationTask {
   // thread than the one that scanned.
   mutable std::atomic<unsigned> lastIssueCount_{0};
   mutable std::atomic<unsigned> lastRecommendationCount_{0};
+  std::atomic<FindingsOrigin> origin_{FindingsOrigin::None};
 };
 
 }  // namespace data_models2

@@ -191,6 +191,9 @@ void RecommendationsEngine::onIssuesTaskStopped(const BaseLongOperationTask* tas
   setCollectionStarted(false);
   const bool ok = task && task->GetCompleteStatus() == da::IViewModelBase::LoadOk;
   cacheActual.store(ok, std::memory_order_release);
+  if (const auto* issuesTask = dynamic_cast<const IssuesTask*>(task)) {
+    lastOrigin.store(static_cast<int>(issuesTask->findingsOrigin()), std::memory_order_release);
+  }
   if (ok) saveRecommendationsSummary();
   collectionFinished(ok);
 }

@@ -107,6 +107,9 @@ class RecommendationsEngine : public foundation::subscriber_base_t, public data_
   /// Whether the stored report is known to match the data.
   bool isCacheActual() const { return cacheActual.load(std::memory_order_acquire); }
   bool isCollectionRequested() const { return collectionRequested.load(std::memory_order_acquire); }
+  /// Where the findings of the last finished task came from, as
+  /// IssuesTask::FindingsOrigin; 0 before any task finished.
+  int lastFindingsOrigin() const { return lastOrigin.load(std::memory_order_acquire); }
 
  protected:
   /// Schedules a new task, for a host that wants findings. False when the
@@ -151,6 +154,7 @@ class RecommendationsEngine : public foundation::subscriber_base_t, public data_
   data_abstractions2::sptr_t<data_abstractions2::IResultController> resultController;
   std::string tasksGroupName;
   std::atomic<bool> cacheActual{false};
+  std::atomic<int> lastOrigin{0};
   mutable boost::recursive_mutex mutex;
   int taskCounter = 0;
 

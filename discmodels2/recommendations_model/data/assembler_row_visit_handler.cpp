@@ -1,10 +1,12 @@
 #include "discmodels2/recommendations_model/data/assembler_row_visit_handler.h"
 
 #include <limits>
+#include <string>
 #include <utility>
 
 #include <boost/make_shared.hpp>
 
+#include "platform/model_support/issue_helpers.h"
 #include "platform/portability/assert.h"
 
 namespace data_models2 {
@@ -57,16 +59,36 @@ variant_bag_t AssemblerRowVisitHandler::handlePostVisit(row_t, const std::vector
 bool AssemblerRowVisitHandler::parseAssembler(const row_t& row) {
   if (assemblerLines && assemblerLines->size() != 0) return true;
   if (!row || !assemblerLines || !assemblerGenerator || !viewModel) return false;
-  // Generation goes through the source manager, which gains that operation
-  // together with the assembler analysis service; until then no row has lines.
-  return false;
+  // The walk is over the call tree, so the code is asked of that tree; no
+  // register figures are wanted here.
+  const CodeBlock block = viewModel->getCodeBlock(CallTree, row);
+  if (!sourceManager || !sourceManager->fillAssemblerLines(block, assemblerLines, assemblerGenerator, {})) {
+    assemblerLines->clear();
+    return false;
+  }
+  return assemblerLines->size() != 0;
 }
 
 bool AssemblerRowVisitHandler::findIndirectAccess(const row_t& row) {
+  using namespace assembler_analysis;
+  constexpr class_mask_t callClass{1ULL << 60};
+
   if (hasIndirectCall) return true;
   if (!parseAssembler(row)) return hasIndirectCall;
-  // The line walk needs the service's line and operand types; with the
-  // placeholder buffer there are never lines to walk.
+  for (const AssemblerLine& line : *assemblerLines) {
+    if (!line.hasType(callClass) || line.operandCount() == 0) continue;
+    const Operand& target = line.operand(0);
+    // A slot or target that resolves to a symbol is a call to a named
+    // function, not through a pointer the program computed.
+    if (target.hasKind(KindKnownTarget)) continue;
+    // The name the line shows for its target, when it shows one.
+    const std::string& name = line.targetSymbol().empty() ? line.text() : line.targetSymbol();
+    if (issue_helpers::isVectorFunctionByMangledName(name)) continue;
+    if (target.hasKind(KindMemory) || target.hasKind(KindFixedMemory)) {
+      hasIndirectCall = true;
+      return true;
+    }
+  }
   return hasIndirectCall;
 }
 

@@ -14,9 +14,11 @@
 #include "discmodels2/recommendations_model/data/assembler_row_visit_handler.h"
 #include "discmodels2/recommendations_model/data/field_retriever.h"
 #include "discmodels2/recommendations_model/data/func_inst_idx_row_visit_handler_remove_me.h"
+#include "discmodels2/recommendations_model/data/presence_row_visit_handler.h"
 #include "discmodels2/recommendations_model/data/self_time_loop_pair_row_visit_handler.h"
 #include "platform/configuration/session_storage.h"
 #include "platform/foundation/path.h"
+#include "platform/model_support/dependency_helpers.h"
 #include "platform/model_support/instruction_mix.h"
 #include "platform/model_support/isa_helpers.h"
 #include "platform/portability/strings.h"
@@ -219,9 +221,24 @@ bool DataProvider::fillCommonData(const row_t& row) const {
   getInstructionMixMap(row, viewModel, MixStatic, data.instructionMix);
   getInstructionMixMap(row, viewModel, MixDynamic, data.instructionMixDynamic);
 
-  // What the loop calls: the call-tree walk, dependency presence, C library
-  // versions and non-temporal store candidates join here with the presence
-  // walk; until then those members keep their defaults.
+  // What the loop calls. Without a call tree the record stays half filled:
+  // the language, the mangled name and the call facts keep their defaults,
+  // and the row reads as one without such data.
+  sptr_t<PresenceRowVisitHandler> presence = visitTargetRows(row);
+  if (!presence) return false;
+  const PresenceRowVisitHandler::Facts& calls = presence->facts();
+  // A loop that already reaches the vector math library gets no advice
+  // about the scalar one, whatever else it calls.
+  data.callsMathLibrary = calls.hasVectorMath ? false : calls.hasScalarMath;
+  data.threadingCallFlags = calls.threadingFlags;
+  data.callsSystemFunctions = calls.hasSystemFunction;
+  data.callsSystemFunctionsDirectly = calls.hasDirectSystemFunction;
+  data.callsUserFunctions = calls.hasUserFunction;
+  data.callsLibmvec = calls.hasLibmvec;
+  data.callsVectorFunctions = calls.hasVectorFunction;
+  data.hasCppNames = calls.hasCppNames;
+  data.userFunctionNames = calls.userNames;
+  if (loopManager) data.ntsCandidates = loopManager->getNtsCandidates(row, dataset, TableAccessPatterns);
 
   if (data.fieldPresence[SourceFile]) {
     // A file name decides alone; only its extension's first letter matters
@@ -235,6 +252,8 @@ bool DataProvider::fillCommonData(const row_t& row) const {
     data.isFortran = data.fieldPresence[CompilerName] && contains(data.compilerName, "fortran");
   }
   read(MangledName, data.mangledName);
+  data.dependencyPresence = checkDependencyPresence(row);
+  data.glibcVersions = getGlibcVersions();
 
   read(Field392, data.field392);
   return true;
@@ -275,14 +294,18 @@ boost::shared_ptr<assembler_analysis::AssemblerLines> DataProvider::getAssembler
 }
 
 bool DataProvider::parseAssembler(const row_t& row,
-                                  const boost::shared_ptr<assembler_analysis::RegisterPressure>&) const {
+                                  const boost::shared_ptr<assembler_analysis::RegisterPressure>& pressure) const {
   // Lines already there belong to this row: fillCommonData clears the buffer
   // for every new row, so the detectors of one row share one generation.
+  // A caller that wants pressure figures clears the lines first.
   if (assemblerLines && assemblerLines->size() != 0) return true;
   if (!row || !assemblerLines || !assemblerGenerator || !viewModel) return false;
-  // Generation goes through the source manager, which gains that operation
-  // together with the assembler analysis service; until then no row has lines.
-  return false;
+  const CodeBlock block = viewModel->getCodeBlock(BottomUp, row);
+  if (!sourceManager || !sourceManager->fillAssemblerLines(block, assemblerLines, assemblerGenerator, pressure)) {
+    assemblerLines->clear();
+    return false;
+  }
+  return assemblerLines->size() != 0;
 }
 
 sptr_t<AssemblerRowVisitHandler> DataProvider::visitRowsForAssembler(const row_t& row, int depth) const {
@@ -361,6 +384,51 @@ int DataProvider::getAVX512ShadowDiagnostic(const row_t& row) const {
     return diagnosis;
   }
   return result;
+}
+
+int DataProvider::checkDependencyPresence(const row_t& row) const {
+  if (!viewModel) return 0;
+  sptr_t<ILoopManager> loopManager = viewModel->getLoopManager();
+  if (!loopManager) return 0;
+
+  sptr_t<IDataset> dataset = viewModel->getDataset(BottomUp);
+  std::vector<int> indices;
+  if (!loopManager->getTable(TableDependencies)) return 0;
+  loopManager->getIndices(dataset, row, TableDependencies, indices);
+  if (indices.empty()) return 0;
+
+  // From here on the loop was analysed: records that can't be read still
+  // say that the analysis ran and reported nothing we recognise.
+  sptr_t<ITableView> view = loopManager->getView(indices, TableDependencies);
+  if (!view) return 1;
+  const column_t column = view->getColumn(DependencyField);
+  if (column == kNoColumn) return 1;
+
+  int result = 1;
+  for (std::size_t i = 0; i < view->rowCount(); ++i) {
+    variant_t value;
+    if (!view->getValue(i, column, value) || !value.is_text()) continue;
+    const std::string& kind = value.text();
+    // A real dependency settles it; a reduction alone can still be
+    // vectorized, so keep looking for one.
+    if (kind == getDependencyStr(DependencyReadAfterWrite) || kind == getDependencyStr(DependencyWriteAfterRead) ||
+        kind == getDependencyStr(DependencyWriteAfterWrite)) {
+      return 2;
+    }
+    if (kind == getDependencyStr(DependencyReduction)) result = 3;
+  }
+  return result;
+}
+
+sptr_t<PresenceRowVisitHandler> DataProvider::visitTargetRows(const row_t& row) const {
+  if (!viewModel) return nullptr;
+  sptr_t<IDataset> callTree = viewModel->getDataset(CallTree);
+  if (!callTree) return nullptr;
+  sptr_t<IDatasetHelper> helper = IDatasetHelper::create(callTree, getRowsFrom(CallTree, row));
+  if (!helper) return nullptr;
+  auto handler = foundation::pool_allocate<PresenceRowVisitHandler>(callTree);
+  helper->visitRows(nullptr, handler, IDatasetHelper::PreVisit, nullptr);
+  return handler;
 }
 
 std::set<GlibcVer> DataProvider::getGlibcVersions() const {

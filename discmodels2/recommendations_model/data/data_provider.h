@@ -16,6 +16,8 @@
 
 namespace data_models2 {
 
+class PresenceRowVisitHandler;
+
 /// The provider of one scan: reads each row once into a CommonData record
 /// and answers the detectors' questions about rows from the result.
 ///
@@ -56,6 +58,15 @@ class DataProvider : public IDataProvider {
   /// Versions of the C libraries the profiled program loaded, from the
   /// leaf names of their files ("libc-2.31.so" gives 2.31).
   std::set<GlibcVer> getGlibcVersions() const;
+  /// Whether the result has dependency analysis data for the loop: 0 none;
+  /// 1 data that names no dependency (reductions aside); 2 a true, anti or
+  /// output dependency; 3 reductions only. A dependency wins over a
+  /// reduction wherever it stands in the loop's records.
+  int checkDependencyPresence(const data_abstractions2::row_t& row) const;
+  /// Walks what the loop calls, from its rows of the call tree down, and
+  /// returns the walk's findings; null when there is no call tree to walk.
+  /// A loop without call-tree rows gives a handler that found nothing.
+  data_abstractions2::sptr_t<PresenceRowVisitHandler> visitTargetRows(const data_abstractions2::row_t& row) const;
   /// Generates the row's lines into the shared buffer unless it holds lines
   /// already; true when there are lines.
   bool parseAssembler(const data_abstractions2::row_t& row,

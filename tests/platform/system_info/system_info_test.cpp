@@ -33,4 +33,47 @@ TEST(SystemInfoTest, LevelsOrderAsDetectorsCompareThem) {
   EXPECT_GE(SystemInfo::getIsaType("avx512bw"), SystemInfo::IsaAvx512);
 }
 
+TEST(SystemInfoTest, AbbreviationsAndVectorLengthsOfEachLevel) {
+  struct Case {
+    std::uint64_t level;
+    const char* abbreviation;
+    int vectorLength;
+  };
+  const Case cases[] = {
+      {0, "", 0},          {1, "SSE", 128},          {2, "SSE2", 128},         {3, "SSE3", 128},
+      {4, "SSSE3", 128},   {5, "SSE4.1", 128},       {6, "SSE4.2", 128},       {7, "AVX", 256},
+      {10, "AVX2", 256},   {11, "AVX-512F", 512},    {12, "AVX-512ER", 512},   {13, "AVX-512BW", 512},
+      {14, "AVX-512VNNI", 512}, {8, "", 256},        {15, "", 512},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.level);
+    const auto level = static_cast<SystemInfo::IsaExtensions>(c.level);
+    EXPECT_EQ(SystemInfo::getIsaAbbreviationAsString(level), c.abbreviation);
+    EXPECT_EQ(SystemInfo(level).getMaxVectorLength(), c.vectorLength);
+    EXPECT_EQ(SystemInfo(level).getIsaExtensions(), level);
+  }
+}
+
+TEST(SystemInfoTest, EveryCompilerNameHasAnAbbreviationThatReadsBack) {
+  // A level shown to users by its abbreviation must be found again when a
+  // compiler reports it under that name.
+  for (std::uint64_t level : {1, 2, 3, 4, 5, 6, 7, 10, 11, 12, 13, 14}) {
+    const auto isa = static_cast<SystemInfo::IsaExtensions>(level);
+    EXPECT_EQ(SystemInfo::getIsaType(SystemInfo::getIsaAbbreviationAsString(isa).c_str()), isa) << level;
+  }
+}
+
+TEST(SystemInfoTest, DefaultObjectDescribesThisMachine) {
+  const SystemInfo machine;
+  EXPECT_EQ(machine.getIsaExtensions(), SystemInfo::detectIsaExtensions());
+  EXPECT_EQ(machine.getMaxVectorLength(), SystemInfo::getVectorLengthOfLevel(machine.getIsaExtensions()));
+#if defined(__x86_64__)
+  // Every x86-64 processor has SSE2, and the ladder skips the free numbers.
+  EXPECT_GE(machine.getIsaExtensions(), SystemInfo::IsaSse2);
+  EXPECT_NE(machine.getIsaExtensions(), 8u);
+  EXPECT_NE(machine.getIsaExtensions(), 9u);
+  EXPECT_GE(machine.getMaxVectorLength(), 128);
+#endif
+}
+
 }  // namespace

@@ -1,17 +1,24 @@
 // nimbex-cl as users run it: the real binary on result directories.
 
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
 
 #include "platform/host_data/result_loader.h"
 #include "platform/model_support/issues_dumper.h"
+
+extern char** environ;
 
 namespace {
 
@@ -144,12 +151,60 @@ TEST_F(CliTest, MissingCatalogueWarnsOnceAndFallsBackToKeys) {
   const fs::path out = dir_ / "o.txt";
   const fs::path err = dir_ / "e.txt";
   const std::string command = env + "'" + NIMBEX_CL_PATH + "' -report issues -project-dir " + project() +
-                              " --exp-dir basic >'" + out.string() + "' 2>'" + err.string() + "'";
+                              " --exp-dir basic --rescan >'" + out.string() + "' 2>'" + err.string() + "'";
   ASSERT_EQ(std::system(command.c_str()), 0);
   const std::string errText = slurp(err);
   EXPECT_NE(errText.find("warning"), std::string::npos) << errText;
   EXPECT_EQ(errText.find("warning"), errText.rfind("warning")) << "warned more than once: " << errText;
   EXPECT_NE(slurp(out).find("type_conversions_issue_title"), std::string::npos);
+}
+
+TEST_F(CliTest, SecondRunReadsTheReportAndPrintsTheSame) {
+  copyExample("basic");
+  const std::string args = "-report issues -project-dir " + project() + " --exp-dir basic --verbose";
+  ToolRun first = run(args);
+  ToolRun second = run(args);
+  ToolRun forced = run(args + " --rescan");
+  ASSERT_EQ(first.exitCode, 0) << first.err;
+  ASSERT_EQ(second.exitCode, 0) << second.err;
+  ASSERT_EQ(forced.exitCode, 0) << forced.err;
+  EXPECT_NE(first.err.find("findings scanned"), std::string::npos) << first.err;
+  EXPECT_NE(second.err.find("findings read from issues.xml"), std::string::npos) << second.err;
+  EXPECT_NE(forced.err.find("findings scanned"), std::string::npos) << forced.err;
+  EXPECT_EQ(first.out, second.out);
+  EXPECT_EQ(first.out, forced.out);
+  EXPECT_TRUE(fs::exists(dir_ / "basic" / "issues.xml"));
+  EXPECT_TRUE(fs::exists(dir_ / "basic" / "summary.json"));
+}
+
+TEST_F(CliTest, InterruptLeavesNoReportAndExitsWithTheCancelCode) {
+  // Big enough that the interrupt lands while the tool is still busy.
+  const fs::path result = dir_ / "big";
+  const std::string generator = std::string(NIMBEX_GEN_PATH) + " --rows 100000 --shape deep '" + result.string() + "' >/dev/null";
+  ASSERT_EQ(std::system(generator.c_str()), 0);
+
+  const std::string project = dir_.string();
+  std::vector<std::string> args = {NIMBEX_CL_PATH, "-report", "issues", "-project-dir", project, "--exp-dir", "big"};
+  std::vector<char*> argv;
+  for (auto& a : args) argv.push_back(a.data());
+  argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  pid_t pid = -1;
+  ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+  posix_spawn_file_actions_destroy(&actions);
+  ::usleep(300 * 1000);
+  ::kill(pid, SIGINT);
+  int status = 0;
+  ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 130);
+  EXPECT_FALSE(fs::exists(result / "issues.xml"));
+  for (fs::directory_iterator it(result), end; it != end; ++it) {
+    EXPECT_EQ(it->path().filename().string().find(".tmp"), std::string::npos) << it->path();
+  }
 }
 
 }  // namespace

@@ -1,0 +1,140 @@
+// The generator as a whole: what it does with bytes that aren't code, with
+// nothing, with modes, and with call targets it can name.
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+#include "tests/platform/assembler_analysis/decode_helpers.h"
+
+namespace assembler_analysis::testing {
+namespace {
+
+const Bytes kVaddps = {0xc5, 0xf4, 0x58, 0xc2};
+
+TEST(AssemblerGenerator, InvalidBytesBecomeOneByteBadDataLines) {
+  // 0x06 and 0x27 (push es, daa) don't exist in 64-bit code.
+  const AssemblerLines lines = decode(join({{0x06}, kVaddps, {0x27}}));
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_TRUE(lines[0].isBadData());
+  EXPECT_EQ(lines[0].text(), "db 0x06");
+  EXPECT_EQ(lines[0].length(), 1u);
+  EXPECT_EQ(lines[0].address(), kBase);
+  EXPECT_TRUE(lines[0].classes().none());
+  EXPECT_EQ(lines[0].operandCount(), 0u);
+  // Decoding resumes right after the bad byte.
+  EXPECT_EQ(lines[1].text(), "vaddps ymm0, ymm1, ymm2");
+  EXPECT_EQ(lines[1].address(), kBase + 1);
+  EXPECT_TRUE(lines[2].isBadData());
+  EXPECT_EQ(lines[2].address(), kBase + 5);
+  // Bad data counts as no instruction in the mix.
+  EXPECT_EQ(lines.getInstructionMix()[MixAll], 1u);
+}
+
+TEST(AssemblerGenerator, TruncatedInstructionAtTheEndIsBadData) {
+  // A VEX prefix with nothing after it.
+  const AssemblerLines lines = decode(join({kVaddps, {0xc5}}));
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_TRUE(lines[1].isBadData());
+}
+
+TEST(AssemblerGenerator, NothingToDecodeAnswersFalse) {
+  AssemblerGenerator generator;
+  AssemblerLines lines;
+  lines.push_back(AssemblerLine::badData(1, 0));
+  CodeRegion empty;
+  EXPECT_FALSE(generator.generate(empty, lines, nullptr));
+  EXPECT_TRUE(lines.empty()) << "an earlier row's lines must not survive";
+
+  const Bytes bytes = kVaddps;
+  CodeRegion unknownMode{bytes.data(), bytes.size(), kBase, 16, {}};
+  EXPECT_FALSE(generator.generate(unknownMode, lines, nullptr));
+  EXPECT_TRUE(lines.empty());
+}
+
+TEST(AssemblerGenerator, ThirtyTwoBitModeDecodesThirtyTwoBitRegisters) {
+  AssemblerGenerator generator;
+  AssemblerLines lines;
+  const Bytes bytes = {0xff, 0x10};  // call [rax] in 64-bit code, call [eax] in 32-bit code
+  CodeRegion code{bytes.data(), bytes.size(), 0x8000, 32, {}};
+  ASSERT_TRUE(generator.generate(code, lines, nullptr));
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].text(), "call dword ptr [eax]");
+  EXPECT_TRUE(lines[0].operand(0).hasKind(KindMemory));
+}
+
+TEST(AssemblerGenerator, ArbitraryBytesAreCoveredExactlyOnce) {
+  // Whatever the bytes, the lines tile the block: contiguous addresses,
+  // lengths adding up to the size, every line at least one byte.
+  std::mt19937 random(12345);
+  Bytes bytes(1 << 16);
+  for (auto& b : bytes) b = static_cast<std::uint8_t>(random());
+  const AssemblerLines lines = decode(bytes);
+  std::uint64_t next = kBase;
+  std::size_t bad = 0;
+  for (const AssemblerLine& line : lines) {
+    ASSERT_EQ(line.address(), next);
+    ASSERT_GE(line.length(), 1u);
+    ASSERT_LE(line.length(), 15u);
+    ASSERT_FALSE(line.text().empty());
+    next += line.length();
+    if (line.isBadData()) ++bad;
+  }
+  EXPECT_EQ(next, kBase + bytes.size());
+  EXPECT_GT(bad, 0u);
+  EXPECT_LT(bad, lines.size());
+}
+
+TEST(AssemblerGenerator, KnownCallTargetsAreNamedAndMarked) {
+  const Bytes direct = {0xe8, 0x10, 0x00, 0x00, 0x00};              // call kBase+0x15
+  const Bytes throughSlot = {0xff, 0x15, 0x00, 0x01, 0x00, 0x00};   // call [rip+0x100]
+  const Bytes throughRegister = {0xff, 0x10};                       // call [rax]
+  std::uint64_t asked = 0;
+  SymbolResolver symbols = [&](std::uint64_t address, std::string& name) {
+    ++asked;
+    if (address == kBase + 0x15) name = "sin";
+    if (address == kBase + 5 + 6 + 0x100) name = "_ZGVdN4v_cos";
+    return !name.empty();
+  };
+  const AssemblerLines lines = decode(join({direct, throughSlot, throughRegister}), nullptr, symbols);
+  ASSERT_EQ(lines.size(), 3u);
+
+  EXPECT_EQ(lines[0].text(), "call 0x401015 <sin>");
+  EXPECT_TRUE(lines[0].operand(0).hasKind(KindKnownTarget));
+  EXPECT_EQ(lines[0].targetSymbol(), "sin");
+  EXPECT_EQ(lines[0].targetAddress(), kBase + 0x15);
+
+  EXPECT_EQ(lines[1].text(), "call qword ptr [0x40110b] <_ZGVdN4v_cos>");
+  EXPECT_TRUE(lines[1].operand(0).hasKind(KindKnownTarget | KindFixedMemory));
+  EXPECT_EQ(lines[1].targetAddress(), kBase + 5 + 6 + 0x100);
+
+  // A target computed at run time has nothing to ask about.
+  EXPECT_FALSE(lines[2].hasTarget());
+  EXPECT_FALSE(lines[2].operand(0).hasKind(KindKnownTarget));
+  EXPECT_EQ(asked, 2u);
+}
+
+TEST(AssemblerGenerator, UnknownSymbolLeavesTheTargetUnnamed) {
+  SymbolResolver nothing = [](std::uint64_t, std::string&) { return false; };
+  const AssemblerLines lines = decode({0xff, 0x15, 0x00, 0x01, 0x00, 0x00}, nullptr, nothing);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].text(), "call qword ptr [0x401106]");
+  EXPECT_TRUE(lines[0].hasTarget());
+  EXPECT_EQ(lines[0].targetSymbol(), "");
+  EXPECT_FALSE(lines[0].operand(0).hasKind(KindKnownTarget));
+}
+
+TEST(AssemblerGenerator, GeneratingAgainReplacesTheLines) {
+  AssemblerGenerator generator;
+  AssemblerLines lines;
+  const Bytes first = join({kVaddps, kVaddps});
+  const Bytes second = {0xff, 0xd0};
+  ASSERT_TRUE(generator.generate({first.data(), first.size(), kBase, 64, {}}, lines, nullptr));
+  ASSERT_TRUE(generator.generate({second.data(), second.size(), kBase, 64, {}}, lines, nullptr));
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0].text(), "call rax");
+}
+
+}  // namespace
+}  // namespace assembler_analysis::testing

@@ -1,0 +1,148 @@
+#include <climits>
+#include <cstdint>
+#include <optional>
+
+#include <gtest/gtest.h>
+
+#include "platform/model_support/isa_helpers.h"
+
+namespace {
+
+using namespace data_models2::isa_helpers;
+namespace da = data_abstractions2;
+
+TEST(IsaTypeTest, OrderOfCodePathsWithUnknownOnTop) {
+  struct Case {
+    const char* name;
+    int expected;
+  };
+  const Case cases[] = {
+      {"SSE", 0},        {"sse2", 1},        {"SSE3", 2},       {"ssse3", 3},     {"SSE4.1", 4},
+      {"sse4_2", 5},     {"AVX", 6},         {"avx2", 7},       {"AVX512", 8},    {"avx512f", 8},
+      {"avx512er", 9},   {"AVX512BW", 10},   {"avx512vnni", 11}, {"", 14},        {"neon", 14},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(static_cast<int>(getIsaType(c.name)), c.expected);
+  }
+}
+
+TEST(IsaWidthTest, NarrowestVectorOfTheNamedSets) {
+  struct Case {
+    const char* name;
+    int expected;
+  };
+  const Case cases[] = {
+      {"sse2", 128},        {"SSE4.2", 128},     {"avx", 256},   {"AVX2", 256},  {"avx512", 512},
+      {"AVX512BW", 512},    {"SSE2; AVX", 128},  {"avx2, avx512", 256}, {"avx2; neon", 256},
+      {"", 0},              {"neon", 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(getIsaMinVectorWidth(c.name), c.expected);
+  }
+}
+
+TEST(TypeWidthTest, NamesOfResultsCAndFortran) {
+  struct Case {
+    const char* name;
+    int expected;
+  };
+  const Case cases[] = {
+      {"int8", 8},           {"UInt16", 16},          {"Float64", 64},       {"float32", 32},
+      {"bfloat16", 16},      {"complex128", 128},     {"char", 8},           {"unsigned char", 8},
+      {"short", 16},         {"int", 32},             {"unsigned", 32},      {"long  long", 64},
+      {"signed long", 64},   {"double", 64},          {"float _Complex", 64}, {"integer", 32},
+      {"INTEGER*8", 64},     {"real(8)", 64},         {"real(kind=4)", 32},  {"double precision", 64},
+      {"complex*16", 128},   {"complex(8)", 128},     {"logical(1)", 8},     {"float32; float64", 64},
+      {"int16, int8", 16},   {"long double", 0},      {"real*", 0},          {"real(x)", 0},
+      {"vector", 0},         {"", 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(getTypeMaxWidth(c.name), c.expected);
+  }
+}
+
+TEST(VectorWidthTest, LengthsTimesElementWidth) {
+  struct Case {
+    const char* text;
+    int elementBits;
+    int min, max;
+  };
+  const Case cases[] = {
+      {"4", 32, 128, 128},  {"2;4", 64, 128, 256}, {"8, 16", 32, 256, 512}, {"", 32, 32, 32},
+      {"n/a", 64, 64, 64},  {"4", 0, 0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(getMinVectorWidth(c.text, c.elementBits), c.min);
+    EXPECT_EQ(getMaxVectorWidth(c.text, c.elementBits), c.max);
+  }
+  EXPECT_EQ(getMinVectorWidth("4;8"), 128);
+  EXPECT_EQ(getMaxVectorWidth("4;8"), 256);
+}
+
+class MedianManager : public da::ILoopManager {
+ public:
+  bool getSourceTripCounts(const da::row_t&, const da::sptr_t<da::IDataset>&, da::FieldId,
+                           da::SourceTripCountsData&) const override {
+    return false;
+  }
+  da::sptr_t<da::IDataset> getTable(int) const override { return nullptr; }
+  void getIndices(const da::sptr_t<da::IDataset>&, const da::row_t&, int, std::vector<int>&) const override {}
+  da::sptr_t<da::ITableView> getView(const std::vector<int>&, int) const override { return nullptr; }
+  bool getGathers(da::Gathers&) const override { return false; }
+  bool getMedianSourceTripCount(const da::row_t&, const da::sptr_t<da::IDataset>&,
+                                std::int64_t& out) const override {
+    if (!median) return false;
+    out = *median;
+    return true;
+  }
+  std::vector<da::NTSCandidatesEvictionsInfo> getNtsCandidates(const da::row_t&, const da::sptr_t<da::IDataset>&,
+                                                               int) const override {
+    return {};
+  }
+  std::optional<std::int64_t> median;
+};
+
+class AnyRow : public da::INode<da::IRowSpecification> {
+ public:
+  std::uint64_t getId() const override { return 1; }
+  da::sptr_t<da::IMetadata> getMetadata() const override { return nullptr; }
+  node_ptr getParent() const override { return nullptr; }
+  int getChildren(int, int, da::generic_iterator_t<node_ptr>&) const override { return -1; }
+  da::row_lock_t lockRow() const override { return nullptr; }
+  da::generic_iterator_t<da::sptr_t<da::IIssueEx>> rowIssues() const override { return {}; }
+  da::generic_iterator_t<da::sptr_t<da::ITrait>> rowTraits() const override { return {}; }
+  void addRowIssue(const da::sptr_t<da::IIssueEx>&) override {}
+  void clearRowIssues() override {}
+  void addRowTrait(const da::sptr_t<da::ITrait>&) override {}
+  void clearRowTraits() override {}
+};
+
+TEST(MedianTripCountTest, FromTheLoopManager) {
+  struct Case {
+    const char* name;
+    std::optional<std::int64_t> median;
+    int expected;
+  };
+  const Case cases[] = {
+      {"known", 1022, 1022},
+      {"unknown", std::nullopt, 0},
+      {"beyond int", std::int64_t{1} << 40, INT_MAX},
+  };
+  auto row = foundation::pool_allocate<AnyRow, da::INode<da::IRowSpecification>>();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    auto manager = foundation::pool_allocate<MedianManager>();
+    manager->median = c.median;
+    EXPECT_EQ(getMedianSourceTripCount(row, nullptr, manager), c.expected);
+  }
+  auto manager = foundation::pool_allocate<MedianManager>();
+  manager->median = 7;
+  EXPECT_EQ(getMedianSourceTripCount(nullptr, nullptr, manager), 0);
+  EXPECT_EQ(getMedianSourceTripCount(row, nullptr, nullptr), 0);
+}
+
+}  // namespace
