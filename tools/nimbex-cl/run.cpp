@@ -20,6 +20,7 @@
 #include "discmodels2/recommendations_model/messages/translation.h"
 #include "platform/configuration/message_catalogs.h"
 #include "platform/configuration/session_storage.h"
+#include "platform/host_data/host_source_manager.h"
 #include "platform/host_data/result_loader.h"
 #include "platform/host_data/session_seed.h"
 #include "platform/model_support/issues_dumper.h"
@@ -100,6 +101,9 @@ bool collectFindings(const host_data::ResultModels& models, const std::string& r
   model->init(models.resultController, "nimbex-cl", nullptr, nullptr, &progress);
   model->setSurveyModel(models.surveyModel);
   model->setLoopManager(models.surveyModel->getLoopManager());
+  // Decodes the rows' machine code for the detectors that read instructions.
+  model->setSourceManager(foundation::pool_allocate<host_data::HostSourceManager, ISourceManager>(
+      models.resultController->getCodeBits()));
 
   std::mutex mutex;
   std::condition_variable changed;
