@@ -10,6 +10,8 @@ namespace data_abstractions2 {
 using column_t = int;
 constexpr column_t kNoColumn = -1;
 
+struct RowRoofline;  // i_surveying_view_model.h
+
 class IDataset : public ref_countable_t {
  public:
   virtual DataType getDataType() const = 0;
@@ -25,6 +27,15 @@ class IDataset : public ref_countable_t {
   virtual std::uint64_t getRowId(int index) const = 0;
   /// The row of an id, or null.
   virtual row_t getRow(std::uint64_t id) const = 0;
+  /// Roofline figures of a row of this dataset, as the view model's
+  /// getRowRoofline gives them; false when the row has none or the dataset
+  /// carries no such figures. The roofline support reads rows through the
+  /// dataset alone.
+  virtual bool getRowRoofline(const row_t& row, RowRoofline& roofline) const {
+    (void)row;
+    (void)roofline;
+    return false;
+  }
 };
 
 }  // namespace data_abstractions2

@@ -6,10 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <map>
@@ -19,6 +16,9 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 #include <simdjson.h>
+
+#include "platform/foundation/atomic_file.h"
+#include "platform/foundation/json_writer.h"
 
 namespace configuration {
 
@@ -31,76 +31,12 @@ using values_t = std::map<std::string, variant_t>;
 
 log4cplus::Logger storageLogger() { return log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("nimbex.session")); }
 
-void appendJsonString(std::string& out, const std::string& text) {
-  out += '"';
-  for (unsigned char c : text) {
-    switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      default:
-        if (c < 0x20) {
-          char buffer[8];
-          std::snprintf(buffer, sizeof buffer, "\\u%04x", c);
-          out += buffer;
-        } else {
-          out += static_cast<char>(c);
-        }
-    }
-  }
-  out += '"';
-}
-
-/// The shortest digits that read back as the same value; a double that
-/// would read as an integer gets ".0", so that it stays an f64.
-std::string realText(const variant_t& v) {
-  char buffer[40];
-  if (v.type() == variant_t::t_f32) {
-    const float f = static_cast<float>(v.as_double());
-    auto end = std::to_chars(buffer, buffer + sizeof buffer, f).ptr;
-    // The reader goes through a double; the shortest float digits can lie
-    // so near the edge of the float's interval that the second rounding
-    // misses. Nine digits never do.
-    if (static_cast<float>(std::strtod(std::string(buffer, end).c_str(), nullptr)) != f) {
-      end = buffer + std::snprintf(buffer, sizeof buffer, "%.9g", static_cast<double>(f));
-    }
-    return std::string(buffer, end);
-  }
-  std::string text(buffer, std::to_chars(buffer, buffer + sizeof buffer, v.as_double()).ptr);
-  if (text.find_first_of(".e") == std::string::npos) text += ".0";
-  return text;
-}
-
-/// Whether the file can hold `v` (see `appendValue`).
+/// Whether the file can hold `v`: a value it writes and reads back the same.
 bool storable(const variant_t& v) {
   if (v.empty()) return false;
   if (v.is_floating()) return std::isfinite(v.as_double());
   if (v.is_text()) return simdjson::validate_utf8(v.text());
   return true;
-}
-
-/// A typed value as in result.json: plain JSON for i64, f64, bool and text,
-/// `{"kind": value}` for the other kinds.
-void appendValue(std::string& out, const variant_t& v) {
-  std::string plain;
-  if (v.is_integer()) plain = v.is_signed_integer() ? std::to_string(v.as_i64()) : std::to_string(v.as_u64());
-  else if (v.is_bool()) plain = v.as_bool() ? "true" : "false";
-  else if (v.is_floating()) plain = realText(v);
-  else appendJsonString(plain, v.text());
-  switch (v.type()) {
-    case variant_t::t_i64:
-    case variant_t::t_f64:
-    case variant_t::t_bool:
-    case variant_t::t_text:
-      out += plain;
-      return;
-    default:
-      out += "{\"";
-      out += variant_t::type_name(v.type());
-      out += "\": " + plain + "}";
-  }
 }
 
 std::string format(const values_t& values) {
@@ -109,9 +45,9 @@ std::string format(const values_t& values) {
   for (const auto& [key, value] : values) {
     out += first ? "\n  " : ",\n  ";
     first = false;
-    appendJsonString(out, key);
+    foundation::append_json_string(out, key);
     out += ": ";
-    appendValue(out, value);
+    foundation::append_json_typed_value(out, value);
   }
   out += first ? "}\n" : "\n}\n";
   return out;
@@ -209,38 +145,6 @@ void readFile(const std::string& path, values_t& values) {
   }
 }
 
-bool writeAll(int fd, const std::string& data) {
-  std::size_t done = 0;
-  while (done < data.size()) {
-    ssize_t n = ::write(fd, data.data() + done, data.size() - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    done += static_cast<std::size_t>(n);
-  }
-  return true;
-}
-
-/// Writes through a temporary file and a rename, so that a reader sees the
-/// old file or the new one, never half of one.
-bool replaceFile(const std::string& path, const std::string& data) {
-  // Under the directory lock no other writer uses the name; the pid tells
-  // whose a leftover of a crash was.
-  const std::string temp = path + ".tmp-" + std::to_string(::getpid());
-  int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0) {
-    LOG4CPLUS_WARN(storageLogger(), temp << ": " << std::strerror(errno));
-    return false;
-  }
-  bool ok = writeAll(fd, data) && ::fsync(fd) == 0;
-  ok = (::close(fd) == 0) && ok;
-  if (ok && ::rename(temp.c_str(), path.c_str()) == 0) return true;
-  LOG4CPLUS_WARN(storageLogger(), path << ": not written: " << std::strerror(errno));
-  ::unlink(temp.c_str());
-  return false;
-}
-
 /// An advisory lock on the result directory. Locking the directory rather
 /// than the file keeps the lock valid across the rename that replaces the
 /// file, and needs no extra file in a result that may be read-only.
@@ -313,7 +217,12 @@ class SessionStorage : public ISessionStorage {
       if (change) merged[key] = *change;
       else merged.erase(key);
     }
-    if (!replaceFile(path_, format(merged))) return false;
+    // A reader sees the old file or the new one, never half of one.
+    std::string error;
+    if (!foundation::write_file_atomically(path_, format(merged), error)) {
+      LOG4CPLUS_WARN(storageLogger(), error);
+      return false;
+    }
     values_ = std::move(merged);
     changes_.clear();
     return true;

@@ -31,6 +31,13 @@ HostDataset::row_t HostDataset::getRow(std::uint64_t id) const { return row_t(co
 
 const HostNode* HostDataset::asHostNode(const row_t& row) { return dynamic_cast<const HostNode*>(row.get()); }
 
+bool HostDataset::getRowRoofline(const row_t& row, data_abstractions2::RowRoofline& roofline) const {
+  const HostNode* node = asHostNode(row);
+  if (!node || !node->data() || !node->data()->roofline) return false;
+  roofline = *node->data()->roofline;
+  return true;
+}
+
 const HostNode* HostDataset::findRow(std::uint64_t id) const {
   auto it = byId_.find(id);
   return it == byId_.end() ? nullptr : it->second;

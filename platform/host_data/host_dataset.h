@@ -38,6 +38,8 @@ class HostDataset : public data_abstractions2::IDataset {
   /// outside the dataset.
   std::uint64_t getRowId(int index) const override;
   row_t getRow(std::uint64_t id) const override;
+  /// The row's `roofline` figures of the result, like the view model's.
+  bool getRowRoofline(const row_t& row, data_abstractions2::RowRoofline& roofline) const override;
 
   /// The loaded row behind `row`, or null for a row of some other making.
   static const HostNode* asHostNode(const row_t& row);

@@ -7,10 +7,8 @@
 namespace data_models2 {
 
 /// The report file as bytes. Replacing it never shows a reader, or a machine
-/// that went down halfway, a partly written file: the text goes to a
-/// temporary file beside the target, is flushed to disk, and is renamed over
-/// the target in one step. On any failure the temporary file is removed and
-/// the old report, if there was one, stays as it was.
+/// that went down halfway, a partly written file (foundation::atomic_file_t):
+/// on any failure the old report, if there was one, stays as it was.
 class ReportFile {
  public:
   /// The whole content of a regular file. False for a missing file, a

@@ -1,22 +1,17 @@
 #include "platform/summary_store/summary_collection.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <charconv>
-#include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 #include <limits>
 #include <string_view>
 
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 #include <simdjson.h>
+
+#include "platform/foundation/atomic_file.h"
+#include "platform/foundation/json_writer.h"
 
 namespace summary_store {
 
@@ -28,77 +23,25 @@ log4cplus::Logger summaryLogger() { return log4cplus::Logger::getInstance(LOG4CP
 // rule; one that is not would make the whole file unreadable, so its
 // non-ASCII bytes are written as '?' instead.
 void appendJsonString(std::string& out, const std::string& text) {
-  const bool utf8 = simdjson::validate_utf8(text);
-  out += '"';
-  for (unsigned char c : text) {
-    switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      default:
-        if (c < 0x20) {
-          char buffer[8];
-          std::snprintf(buffer, sizeof buffer, "\\u%04x", c);
-          out += buffer;
-        } else if (c >= 0x80 && !utf8) {
-          out += '?';
-        } else {
-          out += static_cast<char>(c);
-        }
-    }
+  if (simdjson::validate_utf8(text)) {
+    foundation::append_json_string(out, text);
+    return;
   }
-  out += '"';
+  std::string ascii = text;
+  for (char& c : ascii) {
+    if (static_cast<unsigned char>(c) >= 0x80) c = '?';
+  }
+  foundation::append_json_string(out, ascii);
 }
 
 // JSON has no NaN or infinity; such a time is as good as unknown.
 void appendReal(std::string& out, double value) {
-  if (!std::isfinite(value)) {
-    out += "null";
-    return;
-  }
-  char buffer[40];
-  std::string text(buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr);
-  // Keeps the number a real for readers that tell the two apart.
-  if (text.find_first_of(".e") == std::string::npos) text += ".0";
-  out += text;
+  foundation::append_json_real(out, value, foundation::json_non_finite_t::as_null);
 }
 
 template <class Int>
 void appendInteger(std::string& out, Int value) {
   out += std::to_string(value);
-}
-
-bool writeAll(int fd, const std::string& data) {
-  std::size_t done = 0;
-  while (done < data.size()) {
-    const ssize_t n = ::write(fd, data.data() + done, data.size() - done);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    done += static_cast<std::size_t>(n);
-  }
-  return true;
-}
-
-bool replaceFile(const std::string& path, const std::string& data) {
-  // Two tasks of one process may capture at once: the pid alone would let
-  // them write into each other's temporary file.
-  static std::atomic<unsigned> sequence{0};
-  const std::string temp = path + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(sequence.fetch_add(1));
-  const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  if (fd < 0) {
-    LOG4CPLUS_WARN(summaryLogger(), temp << ": " << std::strerror(errno));
-    return false;
-  }
-  bool ok = writeAll(fd, data) && ::fsync(fd) == 0;
-  ok = (::close(fd) == 0) && ok;
-  if (ok && ::rename(temp.c_str(), path.c_str()) == 0) return true;
-  LOG4CPLUS_WARN(summaryLogger(), path << ": not written: " << std::strerror(errno));
-  ::unlink(temp.c_str());
-  return false;
 }
 
 bool isDirectory(const std::string& path) {
@@ -296,7 +239,10 @@ boost::shared_ptr<SurveyExSummaryData> SummaryCollection::fromText(const std::st
 bool SummaryCollection::captureRecommendations(const std::string& directory,
                                                boost::shared_ptr<SurveyExSummaryData> summary) {
   if (!summary || !isDirectory(directory)) return false;
-  return replaceFile(pathIn(directory), toText(*summary));
+  std::string error;
+  if (foundation::write_file_atomically(pathIn(directory), toText(*summary), error)) return true;
+  LOG4CPLUS_WARN(summaryLogger(), error);
+  return false;
 }
 
 boost::shared_ptr<SurveyExSummaryData> SummaryCollection::loadRecommendations(const std::string& directory) {

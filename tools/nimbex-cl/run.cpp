@@ -1,11 +1,5 @@
 #include "tools/nimbex-cl/run.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <fstream>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -20,6 +14,7 @@
 #include "discmodels2/recommendations_model/messages/translation.h"
 #include "platform/configuration/message_catalogs.h"
 #include "platform/configuration/session_storage.h"
+#include "platform/foundation/atomic_file.h"
 #include "platform/host_data/host_source_manager.h"
 #include "platform/host_data/result_loader.h"
 #include "platform/host_data/session_seed.h"
@@ -42,37 +37,6 @@ void warnAboutCatalogue(std::ostream& err) {
   data_models2::issues::translate("type_conversions_issue_title");
   const std::string problem = configuration::getMessageCatalogError(data_models2::issues::recommendationsCatalogName);
   if (!problem.empty()) err << "nimbex-cl: warning: " << problem << "; messages are shown as their keys\n";
-}
-
-// Writes `text` to `path` through a temporary file in the same directory, so
-// that an interrupted run never leaves half a report.
-bool writeFileAtomically(const std::string& path, const std::string& text, std::string& error) {
-  const fs::path target(path);
-  fs::path temp = target;
-  temp += ".tmp-" + std::to_string(::getpid());
-  {
-    std::ofstream file(temp.string(), std::ios::binary | std::ios::trunc);
-    if (!file) {
-      error = path + ": cannot write: " + std::strerror(errno);
-      return false;
-    }
-    file << text;
-    file.flush();
-    if (!file) {
-      error = path + ": write failed";
-      boost::system::error_code ignored;
-      fs::remove(temp, ignored);
-      return false;
-    }
-  }
-  boost::system::error_code ec;
-  fs::rename(temp, target, ec);
-  if (ec) {
-    error = path + ": cannot replace: " + ec.message();
-    fs::remove(temp, ec);
-    return false;
-  }
-  return true;
 }
 
 const char* originText(int origin) {
@@ -202,7 +166,9 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
   std::ostringstream text;
   report.print(text);
   std::string error;
-  if (!writeFileAtomically(options.reportOutput, text.str(), error)) {
+  // Through a temporary file, so that an interrupted run never leaves half a
+  // report.
+  if (!foundation::write_file_atomically(options.reportOutput, text.str(), error)) {
     err << "nimbex-cl: " << error << "\n";
     return ExitFailure;
   }

@@ -1,6 +1,7 @@
 #include "tools/nimbex-cl/text_report.h"
 
 #include <algorithm>
+#include <set>
 #include <cstdio>
 #include <sstream>
 #include <vector>
@@ -80,6 +81,32 @@ std::vector<LoopEntry> collectLoops(const IDataset& dataset) {
     return a.id < b.id;
   });
   return loops;
+}
+
+// Where the roofline guidance put the loop; empty when it said nothing. The
+// zone is the issue's "zone" attribute; between the ridges the chosen
+// recommendation tells which side is nearer.
+std::string zoneOf(const INode<IRowSpecification>& row) {
+  const std::string roofline = IIssueEx::getIssueStringId(IIssueEx::RooflineGuidance);
+  for (auto issues = row.rowIssues(); !issues.at_end(); issues.next()) {
+    const auto& issue = issues.current();
+    if (!issue || issue->getStringId() != roofline) continue;
+    const variant_t* zone = issue->getParameters().get("zone");
+    const std::string text = zone ? zone->text() : std::string();
+    if (text == "mem") return "memory bound";
+    if (text == "comp") return "compute bound";
+    if (text != "mix") return {};
+    for (auto recs = issue->getRecommendations(); !recs.at_end(); recs.next()) {
+      IRecommendation::RecommendationId id;
+      bool fortran = false;
+      if (recs.current() && IRecommendation::getRecommendationIdByString(recs.current()->getStringId(), id, fortran) &&
+          id == IRecommendation::RooflineGuidanceMostlyComputeBound) {
+        return "between the ridges, mostly compute bound";
+      }
+    }
+    return "between the ridges, mostly memory bound";
+  }
+  return {};
 }
 
 std::string seconds(double value) {
@@ -162,9 +189,13 @@ void TextReport::print(std::ostream& out) const {
     out << "  total " << seconds(loop.totalTime) << "\n";
 
     row_lock_t lock = loop.row->lockRow();
-    auto traits = loop.row->rowTraits();
-    for (; !traits.at_end(); traits.next()) {
-      if (!traits.current()) continue;
+    const std::string zone = zoneOf(*loop.row);
+    if (!zone.empty()) out << "   Zone: " << zone << "\n";
+    // A trait may stand in two columns of the host's table with one text;
+    // a text report has no columns, so it says each text once.
+    std::set<std::string> traitTexts;
+    for (auto traits = loop.row->rowTraits(); !traits.at_end(); traits.next()) {
+      if (!traits.current() || !traitTexts.insert(traits.current()->getText()).second) continue;
       out << "   Trait:\n" << wrapText(traits.current()->getText(), 5, settings_.width);
     }
     auto issues = loop.row->rowIssues();

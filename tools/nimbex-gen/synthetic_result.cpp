@@ -95,18 +95,58 @@ Outline makeOutline(const Options& options, Random& random) {
   return outline;
 }
 
-/// Loop bodies, each a few instructions ending in its back edge; the bytes
-/// decode as x86-64 code at any address because the branches are relative.
-constexpr const char* kLoopBodies[] = {
-    "c5 fe e6 04 87 c5 fd 59 04 c6 c5 fd 58 04 c2 c5 fd 11 04 c2 48 83 c0 04 48 39 c8 72 e3",
-    "f2 0f 10 04 c7 f2 0f 59 c0 f2 0f 58 c8 48 83 c0 01 48 39 f0 75 ea",
-    "c5 fc 10 04 87 c5 fc 58 04 86 c5 fc 11 04 87 48 83 c0 08 48 39 c8 72 e8",
+/// Kinds of loop the generator draws from: what the compiler made of the
+/// loop and the code it made, kept together so that a loop's instruction
+/// classes, data type and machine code tell the same story. Each body is a
+/// few instructions ending in its back edge; the bytes decode as x86-64 code
+/// at any address because the branches are relative.
+struct LoopKind {
+  bool vectorized;
+  const char* instructionSets;
+  const char* dataType;
+  int mainVectType;  // as MainVectType: 3 int32, 4 int64, 5 float32, 6 float64
+  const char* vectorLengths;
+  const char* code;
 };
 
-constexpr const char* kVectorInstructionSets[] = {"AVX; AVX2", "AVX; AVX2; FMA", "AVX; AVX2; Type Conversions",
-                                                  "AVX; AVX2; Gathers; Masked Stores"};
-constexpr const char* kScalarInstructionSets[] = {"SSE; SSE2", "SSE; SSE2; Type Conversions"};
+constexpr LoopKind kVectorKinds[] = {
+    // vmovups, vaddps, vmovups: a plain single-precision stream
+    {true, "AVX; AVX2", "float32", 5, "8",
+     "c5 fc 10 04 87 c5 fc 58 04 86 c5 fc 11 04 87 48 83 c0 08 48 39 c8 72 e8"},
+    // vmovupd, vfmadd231pd, vmovupd
+    {true, "AVX; AVX2; FMA", "float64", 6, "4",
+     "c5 fd 10 0c c7 c4 e2 f5 b8 04 c6 c5 fd 11 04 c2 48 83 c0 04 48 39 c8 72 e7"},
+    // vcvtdq2pd, vmulpd, vaddpd, vmovupd: integers widened to doubles
+    {true, "AVX; AVX2; Type Conversions", "float64", 6, "4",
+     "c5 fe e6 04 87 c5 fd 59 04 c6 c5 fd 58 04 c2 c5 fd 11 04 c2 48 83 c0 04 48 39 c8 72 e3"},
+    // vgatherdpd under a full mask, vmaskmovpd
+    {true, "AVX; AVX2; Gathers; Masked Stores", "float64", 6, "4",
+     "c5 fa 6f 14 86 c5 e5 76 db c4 e2 e5 92 0c d7 c4 e2 5d 2f 0c c2 48 83 c0 04 48 39 c8 72 e2"},
+    // vsqrtpd, vdivpd
+    {true, "AVX; AVX2; Divisions; Square Roots", "float64", 6, "4",
+     "c5 fd 10 0c c7 c5 fd 51 d1 c5 ed 5e 04 c6 c5 fd 11 04 c2 48 83 c0 04 48 39 c8 72 e4"},
+};
+
+constexpr LoopKind kScalarKinds[] = {
+    // movsd, mulsd, addsd; the most common kind, see chooseKind
+    {false, "SSE; SSE2", "float64", 6, "1", "f2 0f 10 04 c7 f2 0f 59 c0 f2 0f 58 c8 48 83 c0 01 48 39 f0 75 ea"},
+    // cvtsi2sd from memory, mulsd, movsd
+    {false, "SSE; SSE2; Type Conversions", "float64", 6, "1",
+     "f2 0f 2a 04 87 f2 0f 59 c1 f2 0f 11 04 c2 48 83 c0 01 48 39 c8 72 e9"},
+    // a call through a table of function pointers: call [r12+rax*8]
+    {false, "SSE; SSE2", "int64", 4, "1", "48 8b 3c c3 41 ff 14 c4 48 83 c0 01 4c 39 e8 72 ef"},
+};
+
 constexpr int kScalarDiagnostics[] = {15344, 15541, 15315, 15335, 15533};
+
+/// Two loops in three are vectorized, spread evenly over the vector kinds;
+/// most scalar loops are plain arithmetic, and one in five each converts or
+/// calls through a pointer.
+const LoopKind& chooseKind(Random& random) {
+  if (random.below(3) != 0) return kVectorKinds[random.below(std::size(kVectorKinds))];
+  const std::uint64_t roll = random.below(5);
+  return kScalarKinds[roll < 3 ? 0 : roll - 2];
+}
 
 class Writer {
  public:
@@ -116,11 +156,11 @@ class Writer {
     root_.resize(n);
     selfTime_.resize(n);
     totalTime_.assign(n, 0.0);
-    vectorized_.resize(n);
+    kind_.resize(n, nullptr);
     for (std::size_t i = 0; i < n; ++i) {
       root_[i] = outline.parent[i] == kNoParent ? i : root_[outline.parent[i]];
       selfTime_[i] = outline.isFunction[i] ? 0.01 * random.unit() : 0.5 * random.unit();
-      vectorized_[i] = !outline.isFunction[i] && random.below(3) != 0;
+      if (!outline.isFunction[i]) kind_[i] = &chooseKind(random);
     }
     for (std::size_t i = n; i-- > 0;) {
       totalTime_[i] += selfTime_[i];
@@ -207,13 +247,23 @@ class Writer {
     const std::uint64_t functionIndex = root_[i];
     const std::string functionName = "kernel_" + std::to_string(functionIndex);
     out_ += ", \"fields\": { \"FuncInstIdx\": " + std::to_string(i + 1);
-    field("FunctionName", functionName);
     if (callTree) {
-      field("Field24", std::int64_t(0));
-      field("IsSystemFunction", std::int64_t(0));
+      if (function) {
+        // A plain user function of the program.
+        field("FunctionName", functionName);
+        field("ModuleName", "app");
+        field("Field24", std::int64_t(0));
+        field("IsSystemFunction", std::int64_t(0));
+      } else {
+        // A loop row says only where it stands: no function kind, so the
+        // walk over what a loop calls passes it by instead of counting the
+        // loop as a call of its own.
+        field("InnerLoopCount", std::uint64_t(outline_.childCount[i]));
+      }
       out_ += " }";
       return;
     }
+    field("FunctionName", functionName);
     field("SourceFile", "/src/module_" + std::to_string(functionIndex % 7) + ".cpp");
     field("ModuleName", "app");
     field("SelfTime", selfTime_[i]);
@@ -222,18 +272,22 @@ class Writer {
     field("CompilerVersion", "2023.1.0");
     field("CompilerFlags", "-O3 -mavx2 -g");
     if (!function) {
+      const LoopKind& kind = *kind_[i];
       field("3", foundation::variant_t::make_integer(foundation::variant_t::t_i32, 10 + i % 500));
       field("InnerLoopCount", std::uint64_t(outline_.childCount[i]));
-      field("IsVectorized", static_cast<bool>(vectorized_[i]));
-      const int diagnostic = vectorized_[i] ? 15300 : kScalarDiagnostics[random_.below(std::size(kScalarDiagnostics))];
+      field("IsVectorized", kind.vectorized);
+      const int diagnostic = kind.vectorized ? 15300 : kScalarDiagnostics[random_.below(std::size(kScalarDiagnostics))];
       field("VectorizationDiagnosticId",
             foundation::variant_t::make_integer(foundation::variant_t::t_i32, static_cast<std::uint64_t>(diagnostic)));
-      field("Isa", vectorized_[i] ? "AVX2" : "SSE2");
-      field("InstructionSets", vectorized_[i]
-                                   ? kVectorInstructionSets[random_.below(std::size(kVectorInstructionSets))]
-                                   : kScalarInstructionSets[random_.below(std::size(kScalarInstructionSets))]);
-      field("VectorLengths", vectorized_[i] ? "4" : "1");
-      field("VectorEfficiency", vectorized_[i] ? 40.0 + 60.0 * random_.unit() : 0.0);
+      if (kind.vectorized) field("VectorizationMessage", "LOOP WAS VECTORIZED");
+      field("Isa", kind.vectorized ? "AVX2" : "SSE2");
+      field("InstructionSets", kind.instructionSets);
+      field("DataTypeName", kind.dataType);
+      field("MainVectType", foundation::variant_t::make_integer(foundation::variant_t::t_i32,
+                                                                static_cast<std::uint64_t>(kind.mainVectType)));
+      field("Field22", std::int64_t(2));  // 64-bit code
+      field("VectorLengths", kind.vectorLengths);
+      field("VectorEfficiency", kind.vectorized ? 40.0 + 60.0 * random_.unit() : 0.0);
       field("TripCountsValid", true);
     }
     out_ += " }";
@@ -241,13 +295,13 @@ class Writer {
 
   void writeLoopData(std::size_t i, bool innermost, bool callTree) {
     if (options_.machineCode) {
-      const std::size_t body = random_.below(std::size(kLoopBodies));
+      // Both trees carry the loop's one body, at one address.
       char address[32];
       std::snprintf(address, sizeof address, "0x%llx", static_cast<unsigned long long>(kCodeBase + 64 * i));
       out_ += ", \"machineCode\": { \"address\": \"";
       out_ += address;
       out_ += "\", \"bytes\": \"";
-      out_ += kLoopBodies[body];
+      out_ += kind_[i]->code;
       out_ += "\" }";
     }
     if (callTree) {
@@ -279,7 +333,7 @@ class Writer {
   std::vector<std::uint64_t> root_;  // the function row each row belongs to
   std::vector<double> selfTime_;
   std::vector<double> totalTime_;
-  std::vector<bool> vectorized_;
+  std::vector<const LoopKind*> kind_;  // null for functions
   std::string out_;
 };
 

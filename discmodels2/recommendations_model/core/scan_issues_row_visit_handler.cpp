@@ -7,6 +7,15 @@
 #include "discmodels2/recommendations_model/core/get_children.h"
 #include "discmodels2/recommendations_model/data/data_provider.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
+#include "discmodels2/recommendations_model/roofline/issue_roofline_guidance.h"
+#include "discmodels2/recommendations_model/traits/trait_horizontal.h"
+#include "discmodels2/recommendations_model/traits/trait_low_granularity.h"
+#include "discmodels2/recommendations_model/traits/trait_low_trip_counts.h"
+#include "discmodels2/recommendations_model/traits/trait_masked_stores.h"
+#include "discmodels2/recommendations_model/traits/trait_overridden_vl.h"
+#include "discmodels2/recommendations_model/traits/trait_peel_remainder.h"
+#include "discmodels2/recommendations_model/traits/trait_reciprocals.h"
+#include "discmodels2/recommendations_model/traits/trait_small_vector_width.h"
 #include "platform/foundation/statistic.h"
 #include "platform/portability/assert.h"
 #include "platform/system_info/system_info.h"
@@ -66,6 +75,14 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
       std::make_shared<issues::IssueTypeConversions>(dataProvider),  // 9
   };
 
+  // The roofline guidance ranks what the others found on the row, so it
+  // comes behind all of them.
+  if (surveyModel) {
+    loopDetectors.push_back(std::make_shared<issues::IssueRooflineGuidance>(
+        dataProvider, machineIsa, surveyModel->getDataset(BottomUp),
+        createRoofInterpolator(resultController, surveyModel->getRoofItems())));
+  }
+
   // ---- Detectors for rows that are not loops: IssueSTLAlgorithms, then a
   // separate IssueZmmShadow under the same feature.
   // (detectors are appended here as they are written)
@@ -74,7 +91,16 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   // TraitSmallVectorWidth, TraitLowTripCounts, TraitLowGranularity,
   // TraitPeelRemainder, TraitReciprocals(isa), TraitOverriddenVL.
   // TraitSystemCalls and TraitIndirectCalls are deliberately not listed.
-  // (detectors are appended here as they are written)
+  traitDetectors = {
+      std::make_shared<issues::TraitMaskedStores>(dataProvider),
+      std::make_shared<issues::TraitHorizontal>(dataProvider),
+      std::make_shared<issues::TraitSmallVectorWidth>(dataProvider),
+      std::make_shared<issues::TraitLowTripCounts>(dataProvider),
+      std::make_shared<issues::TraitLowGranularity>(dataProvider),
+      std::make_shared<issues::TraitPeelRemainder>(dataProvider),
+      std::make_shared<issues::TraitReciprocals>(dataProvider, machineIsa),
+      std::make_shared<issues::TraitOverriddenVL>(dataProvider),
+  };
 }
 
 ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(std::shared_ptr<IDataProvider> dataProvider,

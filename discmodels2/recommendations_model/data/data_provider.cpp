@@ -12,6 +12,7 @@
 #include "data_abstractions2/i_dataset_helper.h"
 #include "discmodels2/recommendations_model/core/get_children.h"
 #include "discmodels2/recommendations_model/data/assembler_row_visit_handler.h"
+#include "discmodels2/recommendations_model/data/calls_below_row_visit_handler.h"
 #include "discmodels2/recommendations_model/data/field_retriever.h"
 #include "discmodels2/recommendations_model/data/func_inst_idx_row_visit_handler_remove_me.h"
 #include "discmodels2/recommendations_model/data/presence_row_visit_handler.h"
@@ -84,6 +85,10 @@ DataProvider::DataProvider(sptr_t<ISurveyingViewModel> viewModel, sptr_t<IResult
   if (sptr_t<IDatasetHelper> helper = IDatasetHelper::create(callTree)) {
     auto index = foundation::pool_allocate<FuncInstIdxRowVisitHandlerRemoveMe>(callTree, &rowsByFuncInst[CallTree]);
     helper->visitRows(nullptr, index, IDatasetHelper::PreVisit, nullptr);
+    // One pass now spares visitTargetRows the nests that call nothing:
+    // otherwise every loop of a nest walks all loops inside it again.
+    auto callsBelow = foundation::pool_allocate<CallsBelowRowVisitHandler>(callTree, &callTreeRowsWithCallsBelow);
+    if (helper->visitRows(nullptr, callsBelow, IDatasetHelper::PostVisit, nullptr)) indexedCallTree = callTree;
   }
 }
 
@@ -426,7 +431,8 @@ sptr_t<PresenceRowVisitHandler> DataProvider::visitTargetRows(const row_t& row) 
   if (!callTree) return nullptr;
   sptr_t<IDatasetHelper> helper = IDatasetHelper::create(callTree, getRowsFrom(CallTree, row));
   if (!helper) return nullptr;
-  auto handler = foundation::pool_allocate<PresenceRowVisitHandler>(callTree);
+  auto handler = foundation::pool_allocate<PresenceRowVisitHandler>(
+      callTree, callTree == indexedCallTree ? &callTreeRowsWithCallsBelow : nullptr);
   helper->visitRows(nullptr, handler, IDatasetHelper::PreVisit, nullptr);
   return handler;
 }

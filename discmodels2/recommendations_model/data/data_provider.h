@@ -3,6 +3,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -88,6 +89,10 @@ class DataProvider : public IDataProvider {
   LoopList loopsBySelfTime;
   std::map<data_abstractions2::DataType, RowIndex> rowsByFuncInst;
   mutable std::map<data_abstractions2::row_t, CommonData> commonData;
+  /// Call-tree rows with something beneath them that the walk over a loop's
+  /// calls classifies, and the call tree they were found in.
+  std::unordered_set<const data_abstractions2::INode<data_abstractions2::IRowSpecification>*> callTreeRowsWithCallsBelow;
+  data_abstractions2::sptr_t<data_abstractions2::IDataset> indexedCallTree;
 };
 
 }  // namespace data_models2

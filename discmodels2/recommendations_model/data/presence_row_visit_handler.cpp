@@ -42,7 +42,17 @@ const variant_bag_t& visitedMark() {
 
 }  // namespace
 
-PresenceRowVisitHandler::PresenceRowVisitHandler(sptr_t<IDataset> dataset) : dataset(std::move(dataset)) {}
+PresenceRowVisitHandler::PresenceRowVisitHandler(sptr_t<IDataset> dataset, const RowSet* rowsWithCallsBelow)
+    : dataset(std::move(dataset)), rowsWithCallsBelow(rowsWithCallsBelow) {}
+
+bool PresenceRowVisitHandler::classifies(const row_t& row, const sptr_t<IDataset>& dataset) {
+  if (!row || !dataset) return false;
+  const std::int64_t kind = checkData<std::int64_t>(Field24, -1, row, dataset);
+  if (kind == kPlainFunction || kind == kVectorFunction) return true;
+  if (contains(checkData<std::string>(FunctionName, std::string(), row, dataset), "::")) return true;
+  return issue_helpers::isVectorFunctionByMangledName(
+      checkData<std::string>(MangledName, std::string(), row, dataset));
+}
 
 std::span<const std::string_view> PresenceRowVisitHandler::threadCountNames() { return kThreadCountNames; }
 
@@ -64,6 +74,9 @@ bool PresenceRowVisitHandler::isCompilerMemoryHelper(std::string_view name) {
 
 variant_bag_t PresenceRowVisitHandler::handlePreVisit(row_t row, const variant_bag_t& fromParent, bool& descend) {
   if (!row || !dataset) return visitedMark();
+  // Nothing beneath this row would be classified: the children can be
+  // skipped whatever the row itself turns out to be.
+  if (rowsWithCallsBelow && rowsWithCallsBelow->count(row.get()) == 0) descend = false;
 
   std::string name = checkData<std::string>(FunctionName, std::string(), row, dataset);
   const std::string mangled = checkData<std::string>(MangledName, std::string(), row, dataset);

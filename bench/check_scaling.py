@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+"""Checks that the library's per-row work stays linear in the size of a result.
+
+Runs recommendations_bench once per shape and size, each in a fresh process
+(a small result timed after a large one was freed measures the heap the large
+one left behind), and compares the time per row at the large size with that
+at the small one.
+
+    bench/check_scaling.py BUILD_DIR/bench/recommendations_bench [--limit 1.3]
+
+Exits 1 when some benchmark's ratio is above the limit.
+"""
+
+import argparse
+import json
+import re
+import subprocess
+import sys
+
+SHAPES = ("mixed", "wide", "deep")
+SIZES = (20000, 200000)
+
+
+def per_row(binary, shape, rows, extra):
+    """Seconds per row by benchmark name, for one result."""
+    command = [binary, f"--benchmark_filter=/{shape}/rows:{rows}/", "--benchmark_format=json"] + extra
+    run = subprocess.run(command, check=True, capture_output=True, text=True)
+    figures = {}
+    for entry in json.loads(run.stdout)["benchmarks"]:
+        if entry.get("run_type") == "aggregate" and entry.get("aggregate_name") != "median":
+            continue
+        name = re.sub(r"/rows:\d+.*", "", entry["run_name"])
+        figures[name] = entry["per_row"]
+    return figures
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("binary")
+    parser.add_argument("--limit", type=float, default=1.3, help="largest allowed ratio (default 1.3)")
+    parser.add_argument("extra", nargs="*", help="further benchmark options, after --")
+    args = parser.parse_args()
+
+    small, large = SIZES
+    failed = False
+    print(f"{'benchmark':36} {'us/row at ' + str(small):>16} {'us/row at ' + str(large):>17} {'ratio':>6}")
+    for shape in SHAPES:
+        before = per_row(args.binary, shape, small, args.extra)
+        after = per_row(args.binary, shape, large, args.extra)
+        for name in sorted(before):
+            if name not in after:
+                continue
+            ratio = after[name] / before[name]
+            mark = "" if ratio <= args.limit else "  <- above " + str(args.limit)
+            failed = failed or ratio > args.limit
+            print(f"{name:36} {before[name] * 1e6:16.2f} {after[name] * 1e6:17.2f} {ratio:6.2f}{mark}")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

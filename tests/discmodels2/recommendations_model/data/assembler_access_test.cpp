@@ -1,0 +1,219 @@
+// How detectors reach a loop's instructions: the provider's one-row line
+// buffer, and the walk that looks for indirect calls in a loop and the
+// loops inside it. Results are small texts with real machine code, decoded
+// by the host's source manager.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include "discmodels2/recommendations_model/data/assembler_row_visit_handler.h"
+#include "discmodels2/recommendations_model/data/data_provider.h"
+#include "platform/assembler_analysis/assembler_lines.h"
+#include "platform/assembler_analysis/register_pressure.h"
+#include "platform/host_data/host_source_manager.h"
+#include "platform/host_data/result_loader.h"
+
+namespace {
+
+namespace da = data_abstractions2;
+using assembler_analysis::AssemblerLines;
+using assembler_analysis::RegisterPressure;
+using assembler_analysis::SymbolResolver;
+
+/// The host's source manager, counting how often it is asked to decode.
+class CountingSourceManager : public da::ISourceManager {
+ public:
+  explicit CountingSourceManager(SymbolResolver symbols = {})
+      : host(foundation::pool_allocate<host_data::HostSourceManager, da::ISourceManager>(64, std::move(symbols))) {}
+
+  bool fillAssemblerLines(const da::CodeBlock& block, const boost::shared_ptr<AssemblerLines>& lines,
+                          const boost::shared_ptr<assembler_analysis::AssemblerGenerator>& generator,
+                          const boost::shared_ptr<RegisterPressure>& pressure) const override {
+    ++calls;
+    return host->fillAssemblerLines(block, lines, generator, pressure);
+  }
+
+  da::sptr_t<da::ISourceManager> host;
+  mutable int calls = 0;
+};
+
+/// A loaded result text with a provider over it.
+struct Loaded {
+  Loaded(const std::string& json, SymbolResolver symbols = {})
+      : result(host_data::loadResultText(json, "/tmp/assembler-access")),
+        sources(foundation::pool_allocate<CountingSourceManager>(std::move(symbols))) {
+    if (!result) return;
+    provider = std::make_unique<data_models2::DataProvider>(result.models().surveyModel,
+                                                            result.models().resultController, sources);
+  }
+
+  /// The bottom-up row with `id`.
+  da::row_t row(std::uint64_t id) const { return result.models().surveyModel->getDataset(da::BottomUp)->getRow(id); }
+
+  host_data::LoadResult result;
+  da::sptr_t<CountingSourceManager> sources;
+  std::unique_ptr<data_models2::DataProvider> provider;
+};
+
+// Three innermost loops: one of vector arithmetic, one that calls through a
+// register, one without code.
+const char* const kThreeLoops = R"({
+  "format": "nimbex-result", "version": 1,
+  "bottomUp": { "rows": [
+    { "id": 1, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 1 },
+      "machineCode": { "address": "0x1000", "bytes": "c5 fd 58 c1 c5 fd 59 c2" } },
+    { "id": 2, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 2 },
+      "machineCode": { "address": "0x2000", "bytes": "ff d0" } },
+    { "id": 3, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 3 } } ] },
+  "callTree": { "rows": [
+    { "id": 100, "children": [101, 102, 103],
+      "fields": { "FunctionName": "main", "Field24": 0, "IsSystemFunction": 0, "FuncInstIdx": 9 } },
+    { "id": 101, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 1 } },
+    { "id": 102, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 2 } },
+    { "id": 103, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 3 } } ] }
+})";
+
+TEST(AssemblerLinesTest, OneRowIsDecodedOnceForAllItsReaders) {
+  Loaded loaded(kThreeLoops);
+  ASSERT_TRUE(loaded.result) << loaded.result.error();
+  const da::row_t loop = loaded.row(1);
+  loaded.provider->fillCommonData(loop);
+
+  auto first = loaded.provider->getAssemblerLines(loop, {});
+  ASSERT_TRUE(first);
+  ASSERT_EQ(first->size(), 2u);
+  EXPECT_EQ((*first)[0].text(), "vaddpd ymm0, ymm0, ymm1");
+
+  // A later reader that wants register figures gets the same lines and no
+  // figures: the lines were there already.
+  auto pressure = boost::make_shared<RegisterPressure>();
+  pressure->enableAnalysis();
+  auto second = loaded.provider->getAssemblerLines(loop, pressure);
+  EXPECT_EQ(second, first);
+  EXPECT_EQ(loaded.sources->calls, 1);
+  EXPECT_EQ(pressure->getStatistic(assembler_analysis::PressureStatistic::VectorRegisters).registers, 0u);
+}
+
+TEST(AssemblerLinesTest, RowWithoutCodeGivesNoLinesAndLeavesTheBufferEmpty) {
+  Loaded loaded(kThreeLoops);
+  ASSERT_TRUE(loaded.result) << loaded.result.error();
+  loaded.provider->fillCommonData(loaded.row(1));
+  auto buffer = loaded.provider->getAssemblerLines(loaded.row(1), {});
+  ASSERT_TRUE(buffer);
+
+  const da::row_t bare = loaded.row(3);
+  loaded.provider->fillCommonData(bare);
+  EXPECT_FALSE(loaded.provider->getAssemblerLines(bare, {}));
+  EXPECT_EQ(buffer->size(), 0u);
+  // Nothing was cached for the row: the next reader asks again.
+  EXPECT_FALSE(loaded.provider->getAssemblerLines(bare, {}));
+  EXPECT_EQ(loaded.sources->calls, 3);
+}
+
+TEST(AssemblerLinesTest, LinesBelongToTheRowOfTheLastFill) {
+  Loaded loaded(kThreeLoops);
+  ASSERT_TRUE(loaded.result) << loaded.result.error();
+  loaded.provider->fillCommonData(loaded.row(1));
+  auto buffer = loaded.provider->getAssemblerLines(loaded.row(1), {});
+  ASSERT_TRUE(buffer);
+
+  // Until the next fill the buffer is the first row's, whoever asks.
+  auto unchanged = loaded.provider->getAssemblerLines(loaded.row(2), {});
+  ASSERT_TRUE(unchanged);
+  EXPECT_EQ((*unchanged)[0].text(), "vaddpd ymm0, ymm0, ymm1");
+
+  loaded.provider->fillCommonData(loaded.row(2));
+  EXPECT_EQ(buffer->size(), 0u) << "the fill of the next row clears the buffer";
+  auto next = loaded.provider->getAssemblerLines(loaded.row(2), {});
+  ASSERT_TRUE(next);
+  EXPECT_EQ(next, buffer) << "one buffer serves all rows";
+  ASSERT_EQ(next->size(), 1u);
+  EXPECT_EQ((*next)[0].text(), "call rax");
+  EXPECT_EQ(loaded.sources->calls, 2);
+}
+
+// An outer loop around an inner one, in both trees. The call-tree rows carry
+// the nesting levels and the code the walk looks at.
+std::string nest(const std::string& outerLevel, const std::string& outerCode, const std::string& innerLevel,
+                 const std::string& innerCode) {
+  auto code = [](const std::string& bytes, const char* address) {
+    return bytes.empty() ? std::string()
+                         : R"(, "machineCode": { "address": ")" + std::string(address) + R"(", "bytes": ")" + bytes +
+                               R"(" })";
+  };
+  return R"({
+  "format": "nimbex-result", "version": 1,
+  "bottomUp": { "rows": [
+    { "id": 1, "type": ["loop"], "children": [2], "fields": { "FuncInstIdx": 1 } },
+    { "id": 2, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 2 } } ] },
+  "callTree": { "rows": [
+    { "id": 100, "children": [101],
+      "fields": { "FunctionName": "main", "Field24": 0, "IsSystemFunction": 0, "FuncInstIdx": 9 } },
+    { "id": 101, "type": ["loop"], "children": [102], "fields": { "FuncInstIdx": 1, "InnerLoopCount": )" +
+         outerLevel + " }" + code(outerCode, "0x1000") + R"( },
+    { "id": 102, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 2, "InnerLoopCount": )" + innerLevel +
+         " }" + code(innerCode, "0x2000") + R"( } ] }
+})";
+}
+
+constexpr const char* kCallThroughMemory = "ff 10";      // call qword ptr [rax]
+constexpr const char* kCallThroughRegister = "ff d0";    // call rax
+constexpr const char* kCallThroughSlot = "ff 15 00 00 00 00";  // call qword ptr [rip]: the slot at 0x2006
+
+struct WalkCase {
+  const char* name;
+  const char* outerLevel;
+  const char* outerCode;
+  const char* innerLevel;
+  const char* innerCode;
+  int depth;
+  const char* slotSymbol;  // name of the slot at 0x2006; "" leaves it unnamed
+  bool found;
+};
+
+class IndirectCallWalk : public testing::TestWithParam<WalkCase> {};
+
+TEST_P(IndirectCallWalk, FindsCallsThroughMemoryWithinTheDepth) {
+  const WalkCase& c = GetParam();
+  SymbolResolver symbols;
+  if (*c.slotSymbol) {
+    symbols = [symbol = std::string(c.slotSymbol)](std::uint64_t address, std::string& name) {
+      if (address != 0x2006) return false;
+      name = symbol;
+      return true;
+    };
+  }
+  Loaded loaded(nest(c.outerLevel, c.outerCode, c.innerLevel, c.innerCode), symbols);
+  ASSERT_TRUE(loaded.result) << loaded.result.error();
+
+  auto handler = loaded.provider->visitRowsForAssembler(loaded.row(1), c.depth);
+  ASSERT_TRUE(handler);
+  EXPECT_EQ(handler->indirectCallFound(), c.found);
+}
+
+const WalkCase kWalks[] = {
+    {"Depth1LooksAtTheStartRow", R"({"u64": 1})", kCallThroughMemory, R"({"u64": 0})", "", 1, "", true},
+    {"Depth1SkipsTheInnerLoop", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughMemory, 1, "", false},
+    {"Depth2ReachesTheInnerLoop", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughMemory, 2, "", true},
+    {"CallThroughRegisterDoesNotCount", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughRegister, 2, "", false},
+    {"UnnamedSlotCounts", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughSlot, 2, "", true},
+    {"VectorFunctionThroughMemoryDoesNotCount", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughSlot, 2,
+     "_ZGVdN4v_sin", false},
+    // Levels that are not integers read as 0: a start row at "level 0"
+    // makes its level-0 inner loop one of its own depth.
+    {"TextStartLevelReadsAsZero", R"({"text": "one"})", "", R"({"u64": 0})", kCallThroughMemory, 1, "", true},
+    {"FloatStartLevelReadsAsZero", R"({"f64": 1.0})", "", R"({"u64": 0})", kCallThroughMemory, 1, "", true},
+    {"IntegerInnerLevelWithinDepth", R"({"u64": 1})", "", R"({"u64": 1})", kCallThroughMemory, 1, "", true},
+    {"FloatInnerLevelReadsAsZero", R"({"u64": 1})", "", R"({"f64": 1.0})", kCallThroughMemory, 1, "", false},
+    {"UnknownInnerLevelAlwaysCounts", R"({"u64": 1})", "", R"({"u64": 18446744073709551615})", kCallThroughMemory,
+     1, "", true},
+};
+
+INSTANTIATE_TEST_SUITE_P(Cases, IndirectCallWalk, testing::ValuesIn(kWalks),
+                         [](const testing::TestParamInfo<WalkCase>& info) { return info.param.name; });
+
+}  // namespace

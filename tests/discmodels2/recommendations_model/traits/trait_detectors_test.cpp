@@ -1,0 +1,454 @@
+// The trait detectors on prepared records: which traits a record gets, on
+// which columns and with which texts. Texts are the keys (the test
+// catalogue lacks them) except where arguments matter.
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "discmodels2/recommendations_model/messages/translation.h"
+#include "discmodels2/recommendations_model/traits/trait_horizontal.h"
+#include "discmodels2/recommendations_model/traits/trait_indirect_calls.h"
+#include "discmodels2/recommendations_model/traits/trait_low_granularity.h"
+#include "discmodels2/recommendations_model/traits/trait_low_trip_counts.h"
+#include "discmodels2/recommendations_model/traits/trait_masked_stores.h"
+#include "discmodels2/recommendations_model/traits/trait_overridden_vl.h"
+#include "discmodels2/recommendations_model/traits/trait_peel_remainder.h"
+#include "discmodels2/recommendations_model/traits/trait_reciprocals.h"
+#include "discmodels2/recommendations_model/traits/trait_small_vector_width.h"
+#include "discmodels2/recommendations_model/traits/trait_system_calls.h"
+#include "tests/discmodels2/recommendations_model/traits/trait_test_support.h"
+
+namespace {
+
+using namespace trait_tests;
+using namespace data_models2::issues;
+using system_info::SystemInfo;
+
+class TraitTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    setCatalogForTesting(std::make_shared<portability::catalog_t>(
+        "t", std::map<std::string, std::string>{{"overridden_vl_trait_header", "H"},
+                                                {"overridden_vl_trait_text", "%1|%2|%3"}}));
+  }
+  void TearDown() override { clearCatalogForTesting(); }
+
+  std::shared_ptr<RecordProvider> provider = std::make_shared<RecordProvider>();
+  sptr_t<FakeRow> row = makeRow(1);
+};
+
+using Tweak = void (*)(CommonData&);
+using MakeDetector = std::shared_ptr<TraitDetector> (*)(std::shared_ptr<IDataProvider>);
+
+template <class T>
+std::shared_ptr<TraitDetector> make(std::shared_ptr<IDataProvider> provider) {
+  return std::make_shared<T>(std::move(provider));
+}
+
+std::shared_ptr<TraitDetector> makeReciprocalsOn11(std::shared_ptr<IDataProvider> provider) {
+  return std::make_shared<TraitReciprocals>(std::move(provider), SystemInfo::IsaAvx512);
+}
+
+const std::string kMasked = "masked_stores_trait_text\nmasked_stores_trait_suggestion";
+const std::string kHorizontal = "horizontal_trait_text\nhorizontal_trait_suggestion";
+const std::string kReciprocal = "reciprocal_operations_trait_text\nreciprocal_operations_trait_suggestion";
+
+TEST_F(TraitTest, NoRowOrNoProviderMakesNothing) {
+  std::shared_ptr<TraitDetector> all[] = {
+      std::make_shared<TraitMaskedStores>(nullptr),     std::make_shared<TraitHorizontal>(nullptr),
+      std::make_shared<TraitSmallVectorWidth>(nullptr), std::make_shared<TraitLowTripCounts>(nullptr),
+      std::make_shared<TraitLowGranularity>(nullptr),   std::make_shared<TraitPeelRemainder>(nullptr),
+      std::make_shared<TraitReciprocals>(nullptr, SystemInfo::IsaAvx512),
+      std::make_shared<TraitOverriddenVL>(nullptr),     std::make_shared<TraitSystemCalls>(nullptr),
+      std::make_shared<TraitIndirectCalls>(nullptr),
+  };
+  for (const auto& detector : all) {
+    bool agreed = false;
+    EXPECT_TRUE(run(*detector, row, &agreed).empty());
+    EXPECT_TRUE(agreed);
+  }
+  EXPECT_TRUE(run(TraitSystemCalls(provider), row_t()).empty());
+}
+
+// ---- Traits decided by the loop's instruction classes.
+
+struct ClassCase {
+  const char* name;
+  MakeDetector detector;
+  Tweak tweak;
+  std::vector<Made> expected;
+};
+
+void vectorized(CommonData& d, const char* isa, SystemInfo::IsaExtensions type, const char* classes) {
+  d.isVectorized = true;
+  d.isaName = isa;
+  d.isaType = type;
+  d.instructionSets = classes;
+}
+
+const ClassCase kClassCases[] = {
+    {"MaskedStoresFound", make<TraitMaskedStores>,
+     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX; AVX2; Masked Stores"); },
+     {{1, 44, kMasked}}},
+    {"MaskedStoresAnyCaseAndBlanks", make<TraitMaskedStores>,
+     [](CommonData& d) { vectorized(d, "avx512", SystemInfo::IsaAvx512, "avx512 ;  masked stores "); },
+     {{1, 44, kMasked}}},
+    {"MaskedStoresOnlyAsAWholeEntry", make<TraitMaskedStores>,
+     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX2; Masked Stores Emulated"); }, {}},
+    {"MaskedStoresNotInScalarLoops", make<TraitMaskedStores>,
+     [](CommonData& d) { d.instructionSets = "Masked Stores"; }, {}},
+    {"MaskedStoresNotOnMarkedRows", make<TraitMaskedStores>,
+     [](CommonData& d) {
+       vectorized(d, "avx2", SystemInfo::IsaAvx2, "Masked Stores");
+       d.typeFlag1024 = true;
+     },
+     {}},
+    {"HorizontalFound", make<TraitHorizontal>,
+     [](CommonData& d) { vectorized(d, "avx", SystemInfo::IsaAvx, "AVX; Horizontal Operations"); },
+     {{2, 44, kHorizontal}}},
+    // The record's names are lowered, so a lowered SSE name passes the
+    // capital "SSE" test...
+    {"HorizontalOnLoweredSseName", make<TraitHorizontal>,
+     [](CommonData& d) { vectorized(d, "sse4.2", SystemInfo::IsaSse42, "SSE4.2; Horizontal Operations"); },
+     {{2, 44, kHorizontal}}},
+    // ...and only a name in capitals stops it.
+    {"HorizontalNotWithSseInCapitals", make<TraitHorizontal>,
+     [](CommonData& d) { vectorized(d, "SSE4.2", SystemInfo::IsaSse42, "Horizontal Operations"); }, {}},
+    {"HorizontalNeedsItsOwnClass", make<TraitHorizontal>,
+     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "Masked Stores; Divisions"); }, {}},
+    {"ReciprocalsForDivisions", makeReciprocalsOn11,
+     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX2; Divisions"); },
+     {{10, 44, kReciprocal}}},
+    {"ReciprocalsForSquareRoots", makeReciprocalsOn11,
+     [](CommonData& d) { vectorized(d, "sse2", SystemInfo::IsaSse2, "SSE2; Square Roots"); },
+     {{10, 44, kReciprocal}}},
+    // Marked rows are not spared by this one trait.
+    {"ReciprocalsEvenOnMarkedRows", makeReciprocalsOn11,
+     [](CommonData& d) {
+       vectorized(d, "avx2", SystemInfo::IsaAvx2, "Divisions");
+       d.typeFlag1024 = true;
+     },
+     {{10, 44, kReciprocal}}},
+    {"ReciprocalsNotForAvx512Code", makeReciprocalsOn11,
+     [](CommonData& d) { vectorized(d, "avx512", SystemInfo::IsaAvx512, "Divisions"); }, {}},
+    {"ReciprocalsNeedTheirClasses", makeReciprocalsOn11,
+     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX2; Gathers"); }, {}},
+};
+
+class ClassTraits : public TraitTest, public testing::WithParamInterface<ClassCase> {};
+
+TEST_P(ClassTraits, MadeForTheirClasses) {
+  const ClassCase& c = GetParam();
+  CommonData data = loopRecord();
+  c.tweak(data);
+  provider->records[row.get()] = data;
+  bool agreed = false;
+  EXPECT_EQ(run(*c.detector(provider), row, &agreed), c.expected);
+  EXPECT_TRUE(agreed);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, ClassTraits, testing::ValuesIn(kClassCases),
+                         [](const testing::TestParamInfo<ClassCase>& info) { return info.param.name; });
+
+TEST_F(TraitTest, ReciprocalsOnlyOnTheCommonAvx512Level) {
+  CommonData data = loopRecord();
+  vectorized(data, "avx2", SystemInfo::IsaAvx2, "Divisions");
+  provider->records[row.get()] = data;
+  for (auto level : {SystemInfo::IsaNone, SystemInfo::IsaAvx2, SystemInfo::IsaAvx512ManyCore,
+                     SystemInfo::IsaAvx512Core, SystemInfo::IsaAvx512Vnni}) {
+    EXPECT_TRUE(run(TraitReciprocals(provider, level), row).empty()) << level;
+  }
+  EXPECT_EQ(run(TraitReciprocals(provider, SystemInfo::IsaAvx512), row).size(), 1u);
+}
+
+// ---- Traits about vector widths and lengths.
+
+struct WidthCase {
+  const char* name;
+  MakeDetector detector;
+  Tweak tweak;
+  std::vector<Made> expected;
+};
+
+void vectorBody(CommonData& d, const char* isa, const char* lengths) {
+  d.isVectorized = true;
+  d.isVectorBodyPart = true;
+  d.isaName = isa;
+  d.vectorLengthText = lengths;
+}
+
+void overridden(CommonData& d, const char* isa, int mainVectType) {
+  d.isVectorized = true;
+  d.loopFlags55 = 4;
+  d.isaName = isa;
+  d.mainVectType = mainVectType;
+}
+
+const std::vector<Made> kSmall = {{3, 45, "small_vector_width_text"}};
+
+// Widths count elements of 32 bits: "4" is 128 bits, "8" 256.
+const WidthCase kWidthCases[] = {
+    {"Avx2WithANarrowVector", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "4"); }, kSmall},
+    {"Avx2NarrowestCounts", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "8;4"); }, kSmall},
+    {"Avx2AllWide", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "8;16"); }, {}},
+    {"AvxWithOneWideVector", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX", "4;8"); }, {}},
+    {"AvxAllNarrow", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX", "2;4"); }, kSmall},
+    {"SseNeverNarrow", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "SSE4.2", "4"); }, {}},
+    // Names as the record holds them, lowered, never match.
+    {"LoweredNamesNeverMatch", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "avx2", "4"); }, {}},
+    {"OnlyVectorBodies", make<TraitSmallVectorWidth>,
+     [](CommonData& d) {
+       vectorBody(d, "AVX2", "4");
+       d.isVectorBodyPart = false;
+     },
+     {}},
+    {"OverriddenWithoutTypeIsTheHeader", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "avx2", 0); },
+     {{12, 35, "H"}}},
+    {"OverriddenFloat32OnAvx2", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "avx2", 5); },
+     {{12, 35, "H\n8|Float32|avx2"}}},
+    // Integers on AVX would get half a vector, but only for a name in
+    // capitals, which the record never holds.
+    {"OverriddenIntOnLoweredAvx", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "avx", 3); },
+     {{12, 35, "H\n8|Int32|avx"}}},
+    {"OverriddenIntOnAvxInCapitals", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "AVX", 3); },
+     {{12, 35, "H\n4|Int32|AVX"}}},
+    {"OverriddenUnknownIsa", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "", 5); }, {{12, 35, "H"}}},
+    {"OverriddenUnknownType", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "avx2", 42); },
+     {{12, 35, "H"}}},
+    {"OverriddenOtherFlagBits", make<TraitOverriddenVL>,
+     [](CommonData& d) {
+       overridden(d, "avx2", 5);
+       d.loopFlags55 = 4 | 16 | 1;
+     },
+     {{12, 35, "H\n8|Float32|avx2"}}},
+    {"NotOverriddenWithoutTheFlag", make<TraitOverriddenVL>,
+     [](CommonData& d) {
+       overridden(d, "avx2", 5);
+       d.loopFlags55 = 16 | 8 | 2 | 1;
+     },
+     {}},
+    {"NotOverriddenWhenScalar", make<TraitOverriddenVL>,
+     [](CommonData& d) {
+       overridden(d, "avx2", 5);
+       d.isVectorized = false;
+     },
+     {}},
+};
+
+class WidthTraits : public TraitTest, public testing::WithParamInterface<WidthCase> {};
+
+TEST_P(WidthTraits, MadeForTheirWidths) {
+  const WidthCase& c = GetParam();
+  CommonData data = loopRecord();
+  c.tweak(data);
+  provider->records[row.get()] = data;
+  bool agreed = false;
+  EXPECT_EQ(run(*c.detector(provider), row, &agreed), c.expected);
+  EXPECT_TRUE(agreed);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, WidthTraits, testing::ValuesIn(kWidthCases),
+                         [](const testing::TestParamInfo<WidthCase>& info) { return info.param.name; });
+
+// ---- Traits of hot loops: trip counts, granularity, peel and remainder.
+
+const std::vector<Made> kLowTrips = {{4, 142, "low_trip_counts_trait_text"}, {5, 135, "low_trip_counts_trait_text"}};
+const std::vector<Made> kLowGranularity = {
+    {6, 140, "low_granularity_trait_text"}, {7, 142, "low_granularity_trait_header\nlow_granularity_trait_text"}};
+
+struct HotCase {
+  const char* name;
+  std::function<void(CommonData&, std::uint64_t unit)> tweak;
+  double share;  // percent of the program's time
+  bool topTenth;
+  std::vector<Made> trips;
+  std::vector<Made> granularity;
+};
+
+// `unit`: how many bytes one of the widest vectors of this machine holds.
+const HotCase kHotCases[] = {
+    {"NoIterations", [](CommonData& d, std::uint64_t) { d.tripCountAverage = 0; }, 6.0, false, kLowTrips, {}},
+    {"BelowOneVector", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = unit - 1; }, 6.0, false,
+     kLowTrips, {}},
+    {"ExactlyOneVector", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = unit; }, 6.0, false, {}, {}},
+    {"JustAboveOneVector", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = unit + 1; }, 6.0, false,
+     kLowTrips, {}},
+    {"JustBelowTwoVectors", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = 2 * unit - 1; }, 6.0, false,
+     kLowTrips, {}},
+    {"TwoVectors", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = 2 * unit; }, 6.0, false, {}, {}},
+    {"LowTripsButCold", [](CommonData& d, std::uint64_t) { d.tripCountAverage = 3; }, 5.0, false, {}, {}},
+    {"LowTripsHotByRank", [](CommonData& d, std::uint64_t) { d.tripCountAverage = 3; }, 0.0, true, kLowTrips, {}},
+    {"LowTripsVectorized",
+     [](CommonData& d, std::uint64_t) {
+       d.tripCountAverage = 3;
+       d.isVectorized = true;
+     },
+     6.0, false, {}, {}},
+    // 0.5 s over 1e8 entries: 5 ns each.
+    {"ShortEntries",
+     [](CommonData& d, std::uint64_t unit) {
+       d.tripCountAverage = 4 * unit;
+       d.totalTime = 0.5;
+       d.callCount = 100000000;
+     },
+     11.0, false, {}, kLowGranularity},
+    {"EntriesOfExactlyTenNanoseconds",
+     [](CommonData& d, std::uint64_t unit) {
+       d.tripCountAverage = 4 * unit;
+       d.totalTime = 1.0;
+       d.callCount = 100000000;
+     },
+     11.0, false, {}, {}},
+    {"NoEntries",
+     [](CommonData& d, std::uint64_t unit) {
+       d.tripCountAverage = 4 * unit;
+       d.totalTime = 0.5;
+     },
+     11.0, false, {}, {}},
+    // Granularity asks for twice the share that trip counts ask for.
+    {"ShortEntriesHotOnlyForTripCounts",
+     [](CommonData& d, std::uint64_t) {
+       d.tripCountAverage = 3;
+       d.totalTime = 0.5;
+       d.callCount = 100000000;
+     },
+     8.0, false, kLowTrips, {}},
+    {"ShortEntriesHotByRank",
+     [](CommonData& d, std::uint64_t) {
+       d.tripCountAverage = 3;
+       d.totalTime = 0.5;
+       d.callCount = 100000000;
+     },
+     0.0, true, kLowTrips, kLowGranularity},
+};
+
+class HotLoopTraits : public TraitTest, public testing::WithParamInterface<HotCase> {};
+
+TEST_P(HotLoopTraits, MadeForHotScalarInnermostLoops) {
+  const HotCase& c = GetParam();
+  const std::uint64_t unit = static_cast<std::uint64_t>(SystemInfo().getMaxVectorLength() / 8);
+  if (unit < 4) GTEST_SKIP() << "this machine has no vector registers to measure trip counts by";
+  CommonData data = loopRecord();
+  c.tweak(data, unit);
+  provider->records[row.get()] = data;
+  provider->share[row.get()] = c.share;
+  if (c.topTenth) provider->topTenth[row.get()] = true;
+
+  bool agreed = false;
+  EXPECT_EQ(run(TraitLowTripCounts(provider), row, &agreed), c.trips);
+  EXPECT_TRUE(agreed);
+  EXPECT_EQ(run(TraitLowGranularity(provider), row, &agreed), c.granularity);
+  EXPECT_TRUE(agreed);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, HotLoopTraits, testing::ValuesIn(kHotCases),
+                         [](const testing::TestParamInfo<HotCase>& info) { return info.param.name; });
+
+struct Part {
+  bool vectorBody;
+  bool vectorized;
+  bool peel;
+  bool remainder;
+  std::uint64_t trips;
+  bool marked = false;
+};
+
+constexpr Part vectorPart(std::uint64_t trips) { return {true, true, false, false, trips}; }
+constexpr Part remainderPart(std::uint64_t trips) { return {false, false, false, true, trips}; }
+constexpr Part peelPart(std::uint64_t trips) { return {false, false, true, false, trips}; }
+
+struct SplitCase {
+  const char* name;
+  std::vector<Part> parts;
+  double share = 6.0;
+  bool split = true;
+};
+
+const std::vector<Made> kPeelRemainder = {{8, 142, "peel_remainder_trait_text"},
+                                          {9, 135, "peel_remainder_trait_text"}};
+
+const SplitCase kSplitCases[] = {
+    {"TwoVectorIterationsAndARemainder", {vectorPart(2), remainderPart(3)}},
+    {"OneVectorIterationAndAPeel", {peelPart(7), vectorPart(1)}},
+    {"NoVectorIterations", {vectorPart(0), remainderPart(1)}},
+    {"TheShortestBodyCounts", {vectorPart(9), vectorPart(2), remainderPart(3)}},
+    {"VectorizedPeelCounts", {vectorPart(2), {false, true, true, false, 5}}},
+    // A non-vectorized body part is scalar overhead of its own only when it
+    // is also a peel or remainder.
+    {"ScalarRemainderMarkedAsBody", {vectorPart(2), {true, false, false, true, 5}}},
+};
+
+const SplitCase kSplitCasesWithout[] = {
+    {"ThreeVectorIterations", {vectorPart(3), remainderPart(3)}},
+    {"EmptyRemainder", {vectorPart(2), remainderPart(0)}},
+    // A vectorized remainder is a masked vector body, no scalar overhead.
+    {"VectorizedRemainder", {vectorPart(2), {false, true, false, true, 5}}},
+    {"NoVectorBody", {remainderPart(3), peelPart(2)}},
+    {"ScalarBody", {{true, false, false, false, 1}, remainderPart(3)}},
+    {"MarkedPartsAreSkipped", {{true, true, false, false, 1, true}, vectorPart(5), remainderPart(3)}},
+    {"MarkedRemainderIsSkipped", {vectorPart(1), {false, false, false, true, 4, true}}},
+    {"Cold", {vectorPart(2), remainderPart(3)}, 5.0},
+    {"NotSplit", {vectorPart(2), remainderPart(3)}, 6.0, false},
+};
+
+class PeelRemainderTrait : public TraitTest, public testing::WithParamInterface<std::pair<SplitCase, bool>> {};
+
+TEST_P(PeelRemainderTrait, MadeWhenTheVectorBodyDoesLittle) {
+  const auto& [c, made] = GetParam();
+  CommonData loop = loopRecord();
+  loop.isVectorized = true;
+  loop.isSplitLoop = c.split;
+  provider->records[row.get()] = loop;
+  provider->share[row.get()] = c.share;
+  std::uint64_t id = 10;
+  for (const Part& p : c.parts) {
+    auto child = makeRow(id++, IMetadata::TypeLoop);
+    row->addChild(child);
+    CommonData d = loopRecord();
+    d.isVectorBodyPart = p.vectorBody;
+    d.isVectorized = p.vectorized;
+    d.isPeelPart = p.peel;
+    d.isRemainderPart = p.remainder;
+    d.tripCountAverage = p.trips;
+    d.typeFlag1024 = p.marked;
+    provider->records[child.get()] = d;
+  }
+  bool agreed = false;
+  EXPECT_EQ(run(TraitPeelRemainder(provider), row, &agreed), made ? kPeelRemainder : std::vector<Made>{});
+  EXPECT_TRUE(agreed);
+}
+
+std::vector<std::pair<SplitCase, bool>> splitCases() {
+  std::vector<std::pair<SplitCase, bool>> all;
+  for (const auto& c : kSplitCases) all.emplace_back(c, true);
+  for (const auto& c : kSplitCasesWithout) all.emplace_back(c, false);
+  return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, PeelRemainderTrait, testing::ValuesIn(splitCases()),
+                         [](const testing::TestParamInfo<std::pair<SplitCase, bool>>& info) {
+                           return std::string(info.param.first.name);
+                         });
+
+// ---- Traits of what a loop calls.
+
+TEST_F(TraitTest, SystemCallsFollowTheCallFacts) {
+  CommonData data = loopRecord();
+  provider->records[row.get()] = data;
+  EXPECT_TRUE(run(TraitSystemCalls(provider), row).empty());
+
+  // Any row that reaches a system function, loop or not, marked or not.
+  data.callsSystemFunctions = true;
+  data.isLoop = false;
+  data.typeFlag1024 = true;
+  provider->records[row.get()] = data;
+  EXPECT_EQ(run(TraitSystemCalls(provider), row), (std::vector<Made>{{13, 0, "system_calls_trait_text"}}));
+}
+
+}  // namespace

@@ -1,0 +1,106 @@
+#include "platform/foundation/atomic_file.h"
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace foundation {
+namespace {
+
+namespace fs = std::filesystem;
+
+class AtomicFileTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = ::testing::TempDir() + "nimbex_atomic_file_XXXXXX";
+    ASSERT_NE(::mkdtemp(name.data()), nullptr);
+    dir_ = name;
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  std::string target() const { return (dir_ / "report.txt").string(); }
+
+  static std::string contentOf(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  }
+
+  /// Names in the directory, hidden ones included: a leftover temporary
+  /// shows here.
+  std::set<std::string> listing() const {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(dir_)) names.insert(entry.path().filename().string());
+    return names;
+  }
+
+  fs::path dir_;
+};
+
+TEST_F(AtomicFileTest, CreatesAndReplacesWithNothingLeftBeside) {
+  std::string error;
+  ASSERT_TRUE(write_file_atomically(target(), "first", error)) << error;
+  EXPECT_EQ(contentOf(target()), "first");
+  ASSERT_TRUE(write_file_atomically(target(), std::string("sec\0nd", 6), error)) << error;
+  EXPECT_EQ(contentOf(target()), std::string("sec\0nd", 6));
+  ASSERT_TRUE(write_file_atomically(target(), "", error)) << error;
+  EXPECT_EQ(contentOf(target()), "");
+  EXPECT_EQ(listing(), std::set<std::string>{"report.txt"});
+}
+
+TEST_F(AtomicFileTest, TargetKeepsItsOldContentUntilCommit) {
+  std::string error;
+  ASSERT_TRUE(write_file_atomically(target(), "old", error));
+  {
+    atomic_file_t file(target());
+    ASSERT_TRUE(file.open(error)) << error;
+    file.write("new ");
+    file.write("text");
+    EXPECT_EQ(contentOf(target()), "old");
+    ASSERT_TRUE(file.commit(error)) << error;
+  }
+  EXPECT_EQ(contentOf(target()), "new text");
+  {
+    atomic_file_t abandoned(target());
+    ASSERT_TRUE(abandoned.open(error));
+    abandoned.write("never seen");
+  }
+  EXPECT_EQ(contentOf(target()), "new text");
+  EXPECT_EQ(listing(), std::set<std::string>{"report.txt"});
+}
+
+TEST_F(AtomicFileTest, FailuresNameTheFileAndLeaveNoTemporary) {
+  fs::create_directory(dir_ / "a directory");
+  const struct {
+    const char* name;
+    std::string path;
+  } cases[] = {
+      {"directory missing", (dir_ / "missing" / "report.txt").string()},
+      {"target is a directory", (dir_ / "a directory").string()},
+      {"no file name", dir_.string() + "/"},
+  };
+  for (const auto& c : cases) {
+    std::string error;
+    EXPECT_FALSE(write_file_atomically(c.path, "text", error)) << c.name;
+    EXPECT_EQ(error.rfind(c.path + ": ", 0), 0u) << c.name << ": " << error;
+    EXPECT_EQ(listing(), std::set<std::string>{"a directory"}) << c.name;
+    EXPECT_TRUE(fs::is_directory(dir_ / "a directory")) << c.name;
+  }
+}
+
+TEST_F(AtomicFileTest, CommitWithoutOpenFails) {
+  atomic_file_t file(target());
+  file.write("ignored");
+  std::string error;
+  EXPECT_FALSE(file.commit(error));
+  EXPECT_EQ(error, target() + ": not open");
+  EXPECT_FALSE(fs::exists(target()));
+}
+
+}  // namespace
+}  // namespace foundation

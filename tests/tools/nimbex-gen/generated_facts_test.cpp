@@ -1,0 +1,126 @@
+// What the library makes of a generated result: loops call nothing of their
+// own, every loop's code decodes, and the mix of loop kinds is wide enough
+// that detectors find something on some loops and not on all.
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "data_abstractions2/i_dataset_helper.h"
+#include "discmodels2/recommendations_model/core/scan_issues_row_visit_handler.h"
+#include "discmodels2/recommendations_model/data/assembler_row_visit_handler.h"
+#include "discmodels2/recommendations_model/data/data_provider.h"
+#include "platform/host_data/host_source_manager.h"
+#include "platform/host_data/result_loader.h"
+#include "tools/nimbex-gen/synthetic_result.h"
+
+namespace {
+
+namespace da = data_abstractions2;
+namespace fs = std::filesystem;
+
+class GeneratedFacts : public testing::TestWithParam<nimbex_gen::Shape> {
+ protected:
+  void SetUp() override {
+    nimbex_gen::Options options;
+    options.rows = 600;
+    options.shape = GetParam();
+    options.callTree = true;
+    options.machineCode = true;
+    options.seed = 3;
+    options.outputDir = testing::TempDir() + "/nimbex_gen_facts_" + std::to_string(static_cast<int>(GetParam()));
+    fs::remove_all(options.outputDir);
+    std::string error;
+    ASSERT_TRUE(nimbex_gen::writeSyntheticResult(options, error)) << error;
+    host_data::LoadResult loaded = host_data::loadResultDirectory(options.outputDir);
+    fs::remove_all(options.outputDir);
+    ASSERT_TRUE(loaded) << loaded.error();
+    models = loaded.models();
+    sources = foundation::pool_allocate<host_data::HostSourceManager, da::ISourceManager>(64);
+    bottomUp = models.surveyModel->getDataset(da::BottomUp);
+  }
+
+  da::row_t rowAt(std::size_t index) const { return bottomUp->getRow(bottomUp->getRowId(static_cast<int>(index))); }
+
+  host_data::ResultModels models;
+  da::sptr_t<da::ISourceManager> sources;
+  da::sptr_t<da::IDataset> bottomUp;
+};
+
+TEST_P(GeneratedFacts, LoopsCallNothingAndTheirCodeDecodes) {
+  data_models2::DataProvider provider(models.surveyModel, models.resultController, sources);
+  std::size_t loops = 0, conversions = 0, indirectCalls = 0;
+  for (std::size_t i = 0; i < bottomUp->rowCount(); ++i) {
+    const da::row_t row = rowAt(i);
+    ASSERT_TRUE(provider.fillCommonData(row)) << "row " << row->getId();
+    const data_models2::CommonData& data = provider.getData(row);
+    if (!data.isLoop) {
+      // A function's own call-tree row is a user function: the program's.
+      EXPECT_TRUE(data.callsUserFunctions);
+      continue;
+    }
+    ++loops;
+    // Nested loops are part of the loop, not calls it makes.
+    EXPECT_FALSE(data.callsUserFunctions) << "loop " << row->getId();
+    EXPECT_FALSE(data.callsSystemFunctions) << "loop " << row->getId();
+    EXPECT_TRUE(data.userFunctionNames.empty());
+
+    auto lines = provider.getAssemblerLines(row, {});
+    ASSERT_TRUE(lines) << "loop " << row->getId();
+    EXPECT_GE(lines->size(), 4u);
+    if (data.instructionSets.find("Type Conversions") != std::string::npos) ++conversions;
+    auto walk = provider.visitRowsForAssembler(row, 1);
+    ASSERT_TRUE(walk);
+    if (walk->indirectCallFound()) ++indirectCalls;
+  }
+  ASSERT_GT(loops, 100u);
+  EXPECT_GT(conversions, 0u);
+  EXPECT_LT(conversions, loops / 2);
+  EXPECT_GT(indirectCalls, 0u);
+  EXPECT_LT(indirectCalls, loops / 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Shapes, GeneratedFacts,
+                         testing::Values(nimbex_gen::Shape::Wide, nimbex_gen::Shape::Deep, nimbex_gen::Shape::Mixed),
+                         [](const testing::TestParamInfo<nimbex_gen::Shape>& info) {
+                           switch (info.param) {
+                             case nimbex_gen::Shape::Wide:
+                               return "Wide";
+                             case nimbex_gen::Shape::Deep:
+                               return "Deep";
+                             case nimbex_gen::Shape::Mixed:
+                               break;
+                           }
+                           return "Mixed";
+                         });
+
+// Only innermost loops are counted: outer loops and functions show what
+// their inner loops found as well.
+TEST_P(GeneratedFacts, ScanFindsIssuesOnSomeInnermostLoops) {
+  if (GetParam() == nimbex_gen::Shape::Deep) GTEST_SKIP() << "a chain has one innermost loop";
+  auto handler =
+      foundation::pool_allocate<data_models2::ScanIssuesRowVisitHandler, data_models2::ScanIssuesRowVisitHandler>(
+          models.surveyModel, models.resultController, sources);
+  ASSERT_TRUE(da::IDatasetHelper::create(bottomUp)->visitRows(nullptr, handler, da::IDatasetHelper::PostVisit, nullptr));
+
+  const std::string conversions = da::IIssueEx::getIssueStringId(da::IIssueEx::TypeConversions);
+  std::size_t innermost = 0, withConversions = 0;
+  for (std::size_t i = 0; i < bottomUp->rowCount(); ++i) {
+    const da::row_t row = rowAt(i);
+    if (!row->getMetadata()->hasType(da::IMetadata::TypeInnermost)) continue;
+    ++innermost;
+    for (auto issues = row->rowIssues(); !issues.at_end(); issues.next()) {
+      if (issues.current()->getStringId() == conversions) {
+        ++withConversions;
+        break;
+      }
+    }
+  }
+  EXPECT_GT(withConversions, 0u);
+  EXPECT_LT(withConversions, innermost / 2);
+}
+
+}  // namespace
