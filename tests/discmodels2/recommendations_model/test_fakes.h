@@ -222,4 +222,29 @@ class ScriptedTraitDetector : public data_models2::issues::TraitDetector {
   std::map<const void*, std::vector<sptr_t<ITrait>>> byRow;
 };
 
+
+/// A provider that answers every question with "nothing": no lines, no
+/// roofs, not hot. Tests derive from it and answer only what they script.
+class StubProvider : public data_models2::IDataProvider {
+ public:
+  const data_models2::CommonData& getData(const row_t&) const override { return data; }
+  boost::shared_ptr<assembler_analysis::AssemblerLines> getAssemblerLines(
+      const row_t&, const boost::shared_ptr<assembler_analysis::RegisterPressure>&) const override {
+    return {};
+  }
+  std::shared_ptr<data_models2::Roofs> getRoofs() const override { return {}; }
+  std::shared_ptr<data_models2::Roofs> getRoofs(int, int, int, int) const override { return {}; }
+  ProgramMetrics getProgramMetrics() const override { return {}; }
+  generic_iterator_t<row_t> getBottomUpChildren(const row_t&) const override { return {}; }
+  sptr_t<data_models2::AssemblerRowVisitHandler> visitRowsForAssembler(const row_t&, int) const override {
+    return nullptr;
+  }
+  bool fillCommonData(const row_t&) const override { return true; }
+  bool isLoopMatchThreshold(const row_t&, double) const override { return false; }
+  bool isLoopInsideRange(const row_t&, double, double) const override { return false; }
+  int getAVX512ShadowDiagnostic(const row_t&) const override { return 0; }
+
+  data_models2::CommonData data;
+};
+
 }  // namespace test_fakes

@@ -59,27 +59,7 @@ class RecordingProgress : public foundation::IProgress {
 };
 
 // Every row reads; nothing else is asked of the provider by scripted detectors.
-class ReadableProvider : public IDataProvider {
- public:
-  const CommonData& getData(const row_t&) const override { return data; }
-  boost::shared_ptr<assembler_analysis::AssemblerLines> getAssemblerLines(
-      const row_t&, const boost::shared_ptr<assembler_analysis::RegisterPressure>&) const override {
-    return {};
-  }
-  std::shared_ptr<data_models2::Roofs> getRoofs() const override { return {}; }
-  std::shared_ptr<data_models2::Roofs> getRoofs(int, int, int, int) const override { return {}; }
-  ProgramMetrics getProgramMetrics() const override { return {}; }
-  generic_iterator_t<row_t> getBottomUpChildren(const row_t&) const override { return {}; }
-  sptr_t<data_models2::AssemblerRowVisitHandler> visitRowsForAssembler(const row_t&, int) const override {
-    return nullptr;
-  }
-  bool fillCommonData(const row_t&) const override { return true; }
-  bool isLoopMatchThreshold(const row_t&, double) const override { return false; }
-  bool isLoopInsideRange(const row_t&, double, double) const override { return false; }
-  int getAVX512ShadowDiagnostic(const row_t&) const override { return 0; }
-
-  CommonData data;
-};
+using ReadableProvider = test_fakes::StubProvider;
 
 class TestableScan : public ScanIssuesRowVisitHandler {
  public:

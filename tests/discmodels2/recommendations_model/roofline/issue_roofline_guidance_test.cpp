@@ -26,27 +26,12 @@ using Zone = IssueRooflineGuidance::Zone;
 
 constexpr double G = 1e9;
 
-class FakeProvider : public IDataProvider {
+class FakeProvider : public test_fakes::StubProvider {
  public:
   const CommonData& getData(const row_t& row) const override {
     auto it = records.find(row.get());
     return it == records.end() ? fallback : it->second;
   }
-  boost::shared_ptr<assembler_analysis::AssemblerLines> getAssemblerLines(
-      const row_t&, const boost::shared_ptr<assembler_analysis::RegisterPressure>&) const override {
-    return {};
-  }
-  std::shared_ptr<data_models2::Roofs> getRoofs() const override { return {}; }
-  std::shared_ptr<data_models2::Roofs> getRoofs(int, int, int, int) const override { return {}; }
-  ProgramMetrics getProgramMetrics() const override { return {}; }
-  generic_iterator_t<row_t> getBottomUpChildren(const row_t&) const override { return {}; }
-  sptr_t<data_models2::AssemblerRowVisitHandler> visitRowsForAssembler(const row_t&, int) const override {
-    return nullptr;
-  }
-  bool fillCommonData(const row_t&) const override { return true; }
-  bool isLoopMatchThreshold(const row_t&, double) const override { return false; }
-  bool isLoopInsideRange(const row_t&, double, double) const override { return false; }
-  int getAVX512ShadowDiagnostic(const row_t&) const override { return 0; }
 
   std::map<const void*, CommonData> records;
   CommonData fallback;

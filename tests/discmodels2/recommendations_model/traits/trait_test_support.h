@@ -19,21 +19,9 @@ using data_models2::IDataProvider;
 /// Records per row; rows without one get the default record, as an unfilled
 /// row does. A row is as hot as its `share` of the program's time, and
 /// `topTenth` answers the rank question for the range 0..10 only.
-class RecordProvider : public IDataProvider {
+class RecordProvider : public test_fakes::StubProvider {
  public:
   const CommonData& getData(const row_t& row) const override { return records[row.get()]; }
-  boost::shared_ptr<assembler_analysis::AssemblerLines> getAssemblerLines(
-      const row_t&, const boost::shared_ptr<assembler_analysis::RegisterPressure>&) const override {
-    return {};
-  }
-  std::shared_ptr<data_models2::Roofs> getRoofs() const override { return {}; }
-  std::shared_ptr<data_models2::Roofs> getRoofs(int, int, int, int) const override { return {}; }
-  ProgramMetrics getProgramMetrics() const override { return {}; }
-  generic_iterator_t<row_t> getBottomUpChildren(const row_t&) const override { return {}; }
-  sptr_t<data_models2::AssemblerRowVisitHandler> visitRowsForAssembler(const row_t&, int) const override {
-    return nullptr;
-  }
-  bool fillCommonData(const row_t&) const override { return true; }
   bool isLoopMatchThreshold(const row_t& row, double percent) const override {
     auto it = share.find(row.get());
     return it != share.end() && it->second > percent;
@@ -41,7 +29,6 @@ class RecordProvider : public IDataProvider {
   bool isLoopInsideRange(const row_t& row, double from, double to) const override {
     return from == 0.0 && to == 10.0 && topTenth.count(row.get()) != 0;
   }
-  int getAVX512ShadowDiagnostic(const row_t&) const override { return 0; }
 
   mutable std::map<const void*, CommonData> records;
   std::map<const void*, double> share;
