@@ -30,10 +30,10 @@ class IMetadata : public ref_countable_t {
 
 struct IRowSpecification {};
 
-template <class Spec>
+template <class Kind>
 class INode : public ref_countable_t {
  public:
-  using node_ptr = sptr_t<INode<Spec>>;
+  using node_ptr = sptr_t<INode<Kind>>;
 
   /// Id of the row, unique within its dataset.
   virtual std::uint64_t getId() const = 0;
