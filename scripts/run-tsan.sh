@@ -16,7 +16,8 @@ suites=(
 )
 targets=()
 for s in "${suites[@]}"; do targets+=("$(basename "$s")"); done
-cmake -S "$root" -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBEX_TSAN=ON -DNIMBEX_BUILD_BENCH=OFF >/dev/null
+cmake -S "$root" -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1" \
+  -DNIMBEX_TSAN=ON -DNIMBEX_BUILD_BENCH=OFF >/dev/null
 cmake --build "$build_dir" -j "$(nproc)" --target "${targets[@]}" nimbex-cl
 export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1"
 export NIMBEX_SOURCE_DIR="$root"
