@@ -4,9 +4,15 @@
 #include <new>
 #include <utility>
 
+#include "discmodels2/recommendations_model/core/detector_kit.h"
 #include "discmodels2/recommendations_model/core/get_children.h"
 #include "discmodels2/recommendations_model/data/data_provider.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
+#include "discmodels2/recommendations_model/detectors/vectorization/issue_assumed_dependency.h"
+#include "discmodels2/recommendations_model/detectors/vectorization/issue_cdi.h"
+#include "discmodels2/recommendations_model/detectors/vectorization/issue_compiler_diagnostics.h"
+#include "discmodels2/recommendations_model/detectors/vectorization/issue_need_for_simd.h"
+#include "discmodels2/recommendations_model/detectors/vectorization/issue_potential_vectorizability.h"
 #include "discmodels2/recommendations_model/roofline/issue_roofline_guidance.h"
 #include "discmodels2/recommendations_model/traits/trait_horizontal.h"
 #include "discmodels2/recommendations_model/traits/trait_low_granularity.h"
@@ -27,9 +33,6 @@ using system_info::SystemInfo;
 
 namespace {
 
-// Records of a marked row carry this flag so the host can tell them apart.
-constexpr unsigned kMarkedRowFlag = 32;
-
 template <class T>
 std::shared_ptr<std::vector<T>> makeResultVector() {
   return std::shared_ptr<std::vector<T>>(new (std::nothrow) std::vector<T>());
@@ -45,11 +48,11 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   dataProvider = std::make_shared<DataProvider>(surveyModel, resultController, sourceManager);
 
   // Read once for the whole scan and handed to the detectors that need them.
-  [[maybe_unused]] const bool hasTripCounts =
+  const bool hasTripCounts =
       resultController && resultController->hasCollectedData(IResultController::ResultTripCounts);
-  [[maybe_unused]] const auto machineIsa = static_cast<SystemInfo::IsaExtensions>(
+  const auto machineIsa = static_cast<SystemInfo::IsaExtensions>(
       resultController ? resultController->getIsaExtensions(0) : SystemInfo::IsaNone);
-  [[maybe_unused]] const auto machineCpu =
+  const auto machineCpu =
       static_cast<SystemInfo::CPUType>(resultController ? resultController->getCpuType(0) : SystemInfo::CpuUnknown);
 
   // ---- Loop detectors. The order is the tie-break of equal issues, so it is
@@ -72,7 +75,13 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   // then IssueRooflineGuidance(isa, getDataset(1), roof interpolator) when
   // there is a survey model.
   loopDetectors = {
-      std::make_shared<issues::IssueTypeConversions>(dataProvider),  // 9
+      std::make_shared<issues::IssueCDI>(dataProvider),                                           // 3
+      std::make_shared<issues::IssueTypeConversions>(dataProvider),                               // 9
+      std::make_shared<issues::IssueCompilerDiagnostics>(dataProvider),                           // 10
+      std::make_shared<issues::IssueAssumedDependency>(dataProvider),                             // 16
+      std::make_shared<issues::IssuePotentialVectorizability>(dataProvider, surveyModel),         // 17
+      std::make_shared<issues::IssueNeedForSimd>(dataProvider, machineIsa, machineCpu, hasTripCounts,
+                                                 surveyModel),  // 22
   };
 
   // The roofline guidance ranks what the others found on the row, so it
@@ -243,9 +252,9 @@ bool ScanIssuesRowVisitHandler::getIssues(const row_t& row, generic_iterator_t<s
   if (metadata->hasType(IMetadata::TypeMarked)) {
     for (const auto& issue : *found) {
       if (!issue) continue;
-      issue->addFlags(kMarkedRowFlag);
+      issue->addFlags(issues::kMarkedRowFlag);
       for (auto recommendations = issue->getRecommendations(); !recommendations.at_end(); recommendations.next()) {
-        if (recommendations.current()) recommendations.current()->addFlags(kMarkedRowFlag);
+        if (recommendations.current()) recommendations.current()->addFlags(issues::kMarkedRowFlag);
       }
     }
   }

@@ -62,6 +62,12 @@ class ScanIssuesRowVisitHandler
   /// feature statistics. Partial walks write what they counted.
   void writeStatCounters() const;
 
+  /// The detectors in the order they run: on loop rows, on other rows, and
+  /// the trait detectors on every row.
+  const IssueDetectors& loopDetectorList() const { return loopDetectors; }
+  const IssueDetectors& otherDetectorList() const { return otherDetectors; }
+  const TraitDetectors& traitDetectorList() const { return traitDetectors; }
+
  protected:
   /// For tests: a driver over the given provider and detector lists, in the
   /// given order, in place of the production set.

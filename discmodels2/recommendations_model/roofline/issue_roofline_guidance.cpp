@@ -7,6 +7,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
 
+#include "discmodels2/recommendations_model/core/detector_kit.h"
 #include "discmodels2/recommendations_model/data/vbag_helper.h"
 #include "discmodels2/recommendations_model/messages/translation.h"
 #include "platform/model_support/roofline_row_info.h"
@@ -45,8 +46,7 @@ constexpr const char* kZoneLogLines[] = {
 };
 
 // The issue carries the roofline class bits besides the language bit.
-constexpr unsigned kIssueClassBits = 0x101;
-constexpr unsigned kRecommendationFlags = 8;
+constexpr unsigned kIssueClassBits = kIssueClass | kRooflineClass;
 
 std::int64_t mixValue(const InstructionMix& map, int column) {
   auto it = map.find(column);
@@ -105,18 +105,18 @@ bool IssueRooflineGuidance::detect(row_t row, IssueList issues) const {
   // above: they describe the row, the recommendation describes the code.
   sptr_t<IIssueEx> issue =
       createIssueEx(idString, translate("issue_roofline_guidance_title"), translate("issue_roofline_guidance_text"),
-                    1, getLangFlag(data.isFortran) | kIssueClassBits,
+                    kIssuePriority, issueFlags(data, kIssueClassBits),
                     createIssueParams(data.isVectorized, zone, point.operationsType));
 
   // An outer loop's own figures leave out its inner loops; without call
   // stacks its place on the chart is a guess, and so is the advice.
-  int confidence = 2;
+  int confidence = kConfidenceMedium;
   if (!info->hasCallStacks() && !isInnermostInstance(row)) {
     issue->addRecommendation(createRecommendationWithConfidence(
         IRecommendation::getRecommendationStringId(IRecommendation::RooflineGuidanceCollectCallstacks, data.isFortran),
         translate("rec_roofline_guidance_collect_callstacks_title"),
-        translate("rec_roofline_guidance_collect_text", getLangSuffix(data.isFortran)), 2, kRecommendationFlags));
-    confidence = 1;
+        translate("rec_roofline_guidance_collect_text", getLangSuffix(data.isFortran)), kConfidenceMedium, kRecommendationFlag));
+    confidence = kConfidenceLow;
   }
 
   const LimitingRoof limiting = info->getLimitingRoof();

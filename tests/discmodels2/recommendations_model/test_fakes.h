@@ -133,6 +133,12 @@ class FakeLoopManager : public ILoopManager {
   std::vector<NTSCandidatesEvictionsInfo> getNtsCandidates(const row_t&, const sptr_t<IDataset>&, int) const override {
     return {};
   }
+  bool getMedianSourceTripCount(const row_t& row, const sptr_t<IDataset>&, std::int64_t& median) const override {
+    auto it = medians.find(row.get());
+    if (it == medians.end()) return false;
+    median = it->second;
+    return true;
+  }
 
   /// Answers of getSourceTripCounts by field id; a missing id fails.
   std::map<FieldId, std::uint64_t> tripCounts;
@@ -140,6 +146,8 @@ class FakeLoopManager : public ILoopManager {
   std::vector<int> indices;
   std::vector<Gather> gathers;
   bool gathersValid = false;
+  /// Answers of getMedianSourceTripCount by row; a missing row fails.
+  std::map<const void*, std::int64_t> medians;
 };
 
 class FakeThrottlingModel : public IAVX512FreqThrottlingModel {

@@ -1,6 +1,6 @@
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
 
-#include "discmodels2/recommendations_model/messages/translation.h"
+#include "discmodels2/recommendations_model/core/detector_kit.h"
 
 namespace data_models2::issues {
 
@@ -19,14 +19,14 @@ bool IssueTypeConversions::detect(row_t row, IssueList issues) const {
   if (!data.fieldPresence[InstructionSets]) return false;
   if (data.instructionSets.find(kConversionsClass) == std::string::npos) return false;
 
-  sptr_t<IIssueEx> issue = createIssueEx(IIssueEx::getIssueStringId(IIssueEx::TypeConversions),
-                                         translate("type_conversions_issue_title"),
-                                         translate("type_conversions_issue_text"), 1,
-                                         getLangFlag(data.isFortran) | 1u, variant_bag_t());
+  sptr_t<IIssueEx> issue = createIssueEx(issueId(IIssueEx::TypeConversions), translate("type_conversions_issue_title"),
+                                         translate("type_conversions_issue_text"), kIssuePriority,
+                                         issueFlags(data, kIssueClass), variant_bag_t());
   issue->addRecommendation(createRecommendation(
-      IRecommendation::getRecommendationStringId(IRecommendation::TypeConversionsRecSmallest, data.isFortran),
+      recommendationId(IRecommendation::TypeConversionsRecSmallest, data),
       translateEx("type_conversions_rec_smallest_title", getLangSuffix(data.isFortran)),
-      translateEx("type_conversions_rec_smallest_text", getLangSuffix(data.isFortran)), 8u, variant_bag_t(), 1, -1));
+      translateEx("type_conversions_rec_smallest_text", getLangSuffix(data.isFortran)), kRecommendationFlag,
+      variant_bag_t(), kConfidenceLow, kNoPriority));
   issues->push_back(issue);
   return true;
 }
