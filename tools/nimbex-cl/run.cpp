@@ -132,6 +132,14 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
     return ExitBadResult;
   }
   const auto* engine = dynamic_cast<const data_models2::RecommendationsEngine*>(model.get());
+  const std::string failure = engine ? engine->lastScanFailure() : std::string();
+  if (!failure.empty()) {
+    // Nothing was written: no report, no summary, and the session does not
+    // call a report current.
+    model->closeResult();
+    err << "nimbex-cl: " << resultDir << ": the scan failed at " << failure << "\n";
+    return ExitBadResult;
+  }
   const char* origin = originText(engine ? engine->lastFindingsOrigin() : 0);
   if (options.verbose) err << "nimbex-cl: findings " << origin << "\n";
   // Settles the session key that lets the next run read issues.xml.

@@ -142,8 +142,9 @@ void IssuesTask::DoTask() {
   }
 
   // The flag is looked at only now: a cancelled walk or tool leaves partial
-  // findings, which must not end up in a report.
+  // findings, which must not end up in a report; nor does a failed scan.
   if (IsCanceled() || (progress && progress->isCanceled())) return;
+  if (!scanFailure().empty()) return;
 
   if (useExternalDetection) {
     reportOk = dumper.assignIssuesReport();
@@ -172,7 +173,16 @@ void IssuesTask::scanForIssues() const {
 
   // Children before parents: a row lifts what its children found.
   sptr_t<ScanIssuesRowVisitHandler> scan = makeScanHandler();
-  walker->visitRows(nullptr, scan, IDatasetHelper::PostVisit, progress);
+  try {
+    walker->visitRows(nullptr, scan, IDatasetHelper::PostVisit, progress);
+  } catch (const std::exception& e) {
+    // Half the rows have findings and half don't: nothing of it may be taken
+    // for a complete scan.
+    std::lock_guard<std::mutex> lock(failureMutex_);
+    scanFailure_ = e.what();
+    TimeMeasurer::instance().finishTimeMeasure("Issue detection", "\nThe scan failed: " + scanFailure_ + "\n");
+    return;
+  }
   // Counters of a cancelled walk are still what was seen, so they are
   // written either way.
   scan->writeStatCounters();
@@ -249,6 +259,11 @@ void IssuesTask::removeSnapshot(const std::string& directory) const {
   experiment->deleteExperiment();
 }
 
+std::string IssuesTask::scanFailure() const {
+  std::lock_guard<std::mutex> lock(failureMutex_);
+  return scanFailure_;
+}
+
 void IssuesTask::Cancel() {
   DefaultTaskImpl::Cancel();
   if (progress) progress->cancel();
@@ -257,6 +272,8 @@ void IssuesTask::Cancel() {
 void IssuesTask::TaskFinished() {
   if (IsCanceled() || (progress && progress->isCanceled())) {
     SetCompleteStatus(IViewModelBase::LoadCanceled);
+  } else if (!scanFailure().empty()) {
+    SetCompleteStatus(IViewModelBase::LoadFailed);
   } else if (!useExternalDetection) {
     // A report that could not be written only costs the next run a scan.
     SetCompleteStatus(IViewModelBase::LoadOk);

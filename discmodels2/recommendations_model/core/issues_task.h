@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
 #include <string>
 
 #include "data_abstractions2/i_result_controller.h"
@@ -59,7 +60,8 @@ class IssuesTask : public BaseLongOperationTask {
   /// LoadCanceled when cancelled; LoadOk after a scan, whether or not the
   /// report file could be written; on the external path LoadNoData without a
   /// bottom-up tree, else LoadOk when the tool's report was taken over and
-  /// LoadFailed when not (also when an older file was loaded instead).
+  /// LoadFailed when not (also when an older file was loaded instead), and
+  /// LoadFailed after a scan that failed on a row.
   void TaskFinished() override;
   void Cancel() override;
 
@@ -80,6 +82,10 @@ class IssuesTask : public BaseLongOperationTask {
   unsigned lastRecommendationCount() const { return lastRecommendationCount_.load(std::memory_order_acquire); }
   /// The way DoTask took; None before it ran or when it did nothing.
   FindingsOrigin findingsOrigin() const { return origin_.load(std::memory_order_acquire); }
+  /// Why the scan failed, naming the row; empty when it did not. A failed
+  /// scan finishes the task as LoadFailed and writes no report. Valid once
+  /// the task has stopped.
+  std::string scanFailure() const;
 
  protected:
   /// The driver of the scan's walk. Tests give it detectors of their own.
@@ -108,6 +114,8 @@ class IssuesTask : public BaseLongOperationTask {
   mutable std::atomic<unsigned> lastIssueCount_{0};
   mutable std::atomic<unsigned> lastRecommendationCount_{0};
   std::atomic<FindingsOrigin> origin_{FindingsOrigin::None};
+  mutable std::mutex failureMutex_;
+  mutable std::string scanFailure_;
 };
 
 }  // namespace data_models2

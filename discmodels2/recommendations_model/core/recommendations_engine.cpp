@@ -191,11 +191,22 @@ void RecommendationsEngine::onIssuesTaskStopped(const BaseLongOperationTask* tas
   setCollectionStarted(false);
   const bool ok = task && task->GetCompleteStatus() == da::IViewModelBase::LoadOk;
   cacheActual.store(ok, std::memory_order_release);
+  std::string failure;
   if (const auto* issuesTask = dynamic_cast<const IssuesTask*>(task)) {
     lastOrigin.store(static_cast<int>(issuesTask->findingsOrigin()), std::memory_order_release);
+    failure = issuesTask->scanFailure();
+  }
+  {
+    std::lock_guard<std::mutex> lock(failureMutex);
+    lastFailure = failure;
   }
   if (ok) saveRecommendationsSummary();
   collectionFinished(ok);
+}
+
+std::string RecommendationsEngine::lastScanFailure() const {
+  std::lock_guard<std::mutex> lock(failureMutex);
+  return lastFailure;
 }
 
 void RecommendationsEngine::onRelatedCollectionsFinished(bool changed) {

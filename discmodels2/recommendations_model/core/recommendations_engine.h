@@ -110,6 +110,9 @@ class RecommendationsEngine : public foundation::subscriber_base_t, public data_
   /// Where the findings of the last finished task came from, as
   /// IssuesTask::FindingsOrigin; 0 before any task finished.
   int lastFindingsOrigin() const { return lastOrigin.load(std::memory_order_acquire); }
+  /// Why the scan of the last finished task failed, naming the row; empty
+  /// when it did not fail.
+  std::string lastScanFailure() const;
 
  protected:
   /// Schedules a new task, for a host that wants findings. False when the
@@ -155,6 +158,8 @@ class RecommendationsEngine : public foundation::subscriber_base_t, public data_
   std::string tasksGroupName;
   std::atomic<bool> cacheActual{false};
   std::atomic<int> lastOrigin{0};
+  mutable std::mutex failureMutex;
+  std::string lastFailure;
   mutable boost::recursive_mutex mutex;
   int taskCounter = 0;
 

@@ -7,6 +7,7 @@
 #include "discmodels2/recommendations_model/core/detector_kit.h"
 #include "discmodels2/recommendations_model/core/get_children.h"
 #include "discmodels2/recommendations_model/data/data_provider.h"
+#include "discmodels2/recommendations_model/data/field_retriever.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_assumed_dependency.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_cdi.h"
@@ -46,6 +47,7 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
                                                      sptr_t<IResultController> resultController,
                                                      sptr_t<ISourceManager> sourceManager) {
   dataProvider = std::make_shared<DataProvider>(surveyModel, resultController, sourceManager);
+  if (surveyModel) bottomUp = surveyModel->getDataset(BottomUp);
 
   // Read once for the whole scan and handed to the detectors that need them.
   const bool hasTripCounts =
@@ -139,9 +141,23 @@ variant_bag_t ScanIssuesRowVisitHandler::handlePostVisit(row_t row, const std::v
 
   // A row that can't be read gets no findings of its own but still shows
   // those of its children.
-  if (dataProvider && dataProvider->fillCommonData(row)) storeOwnFindings(row);
+  try {
+    if (dataProvider && dataProvider->fillCommonData(row)) storeOwnFindings(row);
+  } catch (const std::exception& e) {
+    throw ScanError(describeRow(row), e.what());
+  }
   liftChildFindings(row);
   return {};
+}
+
+std::string ScanIssuesRowVisitHandler::describeRow(const row_t& row) const {
+  const std::string function = checkData<std::string>(FunctionName, std::string(), row, bottomUp);
+  const std::string file = checkData<std::string>(SourceFile, std::string(), row, bottomUp);
+  const std::int64_t line = checkData<std::int64_t>(SourceLine, 0, row, bottomUp);
+  std::string text = "row " + std::to_string(row->getId());
+  if (!function.empty()) text += " (" + function + ")";
+  if (!file.empty()) text += " in " + file + (line > 0 ? ":" + std::to_string(line) : std::string());
+  return text;
 }
 
 void ScanIssuesRowVisitHandler::storeOwnFindings(const row_t& row) {
@@ -186,6 +202,10 @@ void ScanIssuesRowVisitHandler::liftChildFindings(const row_t& row) {
     }
   };
 
+  // The host may read the row's lists while the scan rewrites them. The
+  // children's locks are taken inside this one, parent before child, the
+  // order every walk up the tree keeps.
+  row_lock_t rowLock = row->lockRow();
   addTraits(row->rowTraits());
   addIssues(row->rowIssues());
   const std::size_t ownIssues = issueById.size();

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,18 @@
 #include "discmodels2/recommendations_model/data/i_data_provider.h"
 
 namespace data_models2 {
+
+/// What escaped the fill or a detector on one row, with the row named
+/// ("relax in relax.cpp:43: basic_string::at"). The scan stops there: a
+/// scan that failed on a row must not pass for one that found nothing.
+class ScanError : public std::runtime_error {
+ public:
+  ScanError(const std::string& row, const std::string& what) : std::runtime_error(row + ": " + what), row_(row) {}
+  const std::string& row() const { return row_; }
+
+ private:
+  std::string row_;
+};
 
 /// Runs the detectors over the bottom-up tree, children before parents, and
 /// stores on each row what they find, together with whatever its children
@@ -41,7 +54,8 @@ class ScanIssuesRowVisitHandler
                                                    const data_abstractions2::variant_bag_t& fromParent,
                                                    bool& descend) override;
   /// Counts the row, runs the detectors on it, stores their findings and
-  /// lifts those of its children.
+  /// lifts those of its children. Throws ScanError when the fill or a
+  /// detector throws on the row.
   data_abstractions2::variant_bag_t handlePostVisit(
       data_abstractions2::row_t row, const std::vector<data_abstractions2::variant_bag_t>& fromChildren) override;
 
@@ -76,6 +90,8 @@ class ScanIssuesRowVisitHandler
 
  private:
   void storeOwnFindings(const data_abstractions2::row_t& row);
+  /// "function in file:line" of the row, as far as the result tells.
+  std::string describeRow(const data_abstractions2::row_t& row) const;
   void liftChildFindings(const data_abstractions2::row_t& row);
 
   unsigned outerLoopCount = 0;
@@ -85,6 +101,8 @@ class ScanIssuesRowVisitHandler
   IssueDetectors otherDetectors;
   TraitDetectors traitDetectors;
   std::shared_ptr<IDataProvider> dataProvider;
+  /// Where rows are described from when a scan fails on one; may be null.
+  data_abstractions2::sptr_t<data_abstractions2::IDataset> bottomUp;
 };
 
 }  // namespace data_models2

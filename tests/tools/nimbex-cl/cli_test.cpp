@@ -207,3 +207,34 @@ TEST_F(CliTest, InterruptLeavesNoReportAndExitsWithTheCancelCode) {
 }
 
 }  // namespace
+
+namespace {
+
+// A scan that fails on a row must not look like one that found nothing:
+// exit 3, one line naming the row, and nothing written that a later run
+// would trust.
+TEST_F(CliTest, ScanThatFailsOnARowWritesNothingAndSaysWhere) {
+  const fs::path result = copyExample("basic");
+  std::string json = slurp(result / "result.json");
+  // A source file name that ends in its dot is malformed; the fill refuses it.
+  const std::string file = "\"SourceFile\": \"/home/ana/heat/src/relax.cpp\"";
+  const std::size_t at = json.find(file);
+  ASSERT_NE(at, std::string::npos);
+  json.replace(at, file.size(), "\"SourceFile\": \"/home/ana/heat/src/relax.\"");
+  std::ofstream((result / "result.json").string(), std::ios::trunc) << json;
+
+  for (const char* format : {"-format=text", "-format=xml"}) {
+    ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic " + format);
+    EXPECT_EQ(r.exitCode, 3) << r.err;
+    EXPECT_NE(r.err.find("the scan failed at row 1 (relax(Grid&, Grid const&)) in /home/ana/heat/src/relax.:"),
+              std::string::npos)
+        << r.err;
+    EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << "one line: " << r.err;
+    EXPECT_TRUE(r.out.empty()) << r.out;
+    EXPECT_FALSE(fs::exists(result / "issues.xml"));
+    EXPECT_FALSE(fs::exists(result / "summary.json"));
+    EXPECT_EQ(slurp(result / "session.json").find("\"issues_cache_actual\": true"), std::string::npos);
+  }
+}
+
+}  // namespace

@@ -10,7 +10,7 @@ namespace data_models2::issues {
 ///
 /// Skips split loops (their parts carry the code), rows without an
 /// instruction mix, and rows that are neither vectorized (type 256) nor
-/// marked 4096.
+/// of type 4096.
 class IssueCDI : public IssueDetector {
  public:
   using IssueDetector::IssueDetector;

@@ -5,6 +5,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -198,6 +199,56 @@ TEST(ScanPostVisitTest, LiftsChildFindingsOwnAndFirstChildWin) {
   EXPECT_EQ(parent->issues[2], parentOwn);
   EXPECT_EQ(traitIds(*parent),
             (std::vector<ITrait::Id>{ITrait::MaskedStores, ITrait::Reciprocals, ITrait::OverriddenVL}));
+}
+
+// A row that counts the writes made to its lists while another thread could
+// take its lock, that is, while the writer did not hold it.
+class LockCheckingRow : public FakeRow {
+ public:
+  LockCheckingRow() : FakeRow(9, IMetadata::TypeLoop, true) {}
+  void addRowIssue(const sptr_t<IIssueEx>& issue) override {
+    check();
+    FakeRow::addRowIssue(issue);
+  }
+  void clearRowIssues() override {
+    check();
+    FakeRow::clearRowIssues();
+  }
+  void addRowTrait(const sptr_t<ITrait>& trait) override {
+    check();
+    FakeRow::addRowTrait(trait);
+  }
+  void clearRowTraits() override {
+    check();
+    FakeRow::clearRowTraits();
+  }
+  int unlockedWrites = 0;
+
+ private:
+  void check() {
+    bool free = false;
+    std::thread([&] {
+      free = mutex.try_lock();
+      if (free) mutex.unlock();
+    }).join();
+    if (free) ++unlockedWrites;
+  }
+};
+
+TEST(ScanPostVisitTest, EveryWriteToARowHoldsItsLock) {
+  ScanSetup setup;
+  auto row = foundation::pool_allocate<LockCheckingRow>();
+  auto child = makeRow(2);
+  row->addChild(child);
+  child->issues = {issue("lifted")};
+  child->traits = {trait(ITrait::MaskedStores)};
+  setup.loop1->byRow[row.get()] = {issue("own")};
+  setup.traits->byRow[row.get()] = {trait(ITrait::Horizontal)};
+
+  setup.make()->handlePostVisit(row, {});
+
+  EXPECT_EQ(issueIds(*row), (std::vector<std::string>{"lifted", "own"}));
+  EXPECT_EQ(row->unlockedWrites, 0);
 }
 
 TEST(ScanPostVisitTest, NothingLiftedLeavesStoredOrder) {
