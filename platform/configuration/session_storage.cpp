@@ -12,6 +12,8 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
+#include <string>
 
 #include <log4cplus/logger.h>
 #include <log4cplus/loggingmacros.h>
@@ -128,21 +130,53 @@ bool parse(const simdjson::padded_string& text, values_t& values, std::string& e
   return true;
 }
 
-/// Reads the file into `values`: empty when it is missing or damaged.
-void readFile(const std::string& path, values_t& values) {
+/// Each problem once per process: a scan opens the storage many times, and
+/// a user needs to hear of a damaged file once.
+void warnOnce(const std::string& text) {
+  static std::mutex mutex;
+  static std::set<std::string> said;
+  {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!said.insert(text).second) return;
+  }
+  LOG4CPLUS_WARN(storageLogger(), text);
+}
+
+enum class file_state_t { missing, read, damaged };
+
+/// Reads the file into `values`: empty when it is missing or damaged. A
+/// damaged file (unreadable, or not our format) is the user's or the host's
+/// and must not be replaced: `reason` says what is wrong with it.
+file_state_t readFile(const std::string& path, values_t& values, std::string& reason) {
   values.clear();
   struct stat st;
-  if (::stat(path.c_str(), &st) != 0) return;
+  if (::stat(path.c_str(), &st) != 0) {
+    if (errno == ENOENT) return file_state_t::missing;
+    reason = std::strerror(errno);
+    return file_state_t::damaged;
+  }
+  if (!S_ISREG(st.st_mode)) {
+    reason = S_ISDIR(st.st_mode) ? "is a directory" : "is not a regular file";
+    return file_state_t::damaged;
+  }
+  // An empty file holds nothing that a save could lose.
+  if (st.st_size == 0) return file_state_t::missing;
   simdjson::padded_string text;
   if (simdjson::padded_string::load(path).get(text) != simdjson::SUCCESS) {
-    LOG4CPLUS_WARN(storageLogger(), path << ": unreadable, taken as empty");
-    return;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    reason = fd < 0 ? std::strerror(errno) : "cannot be read";
+    if (fd >= 0) ::close(fd);
+    return file_state_t::damaged;
   }
-  std::string error;
-  if (!parse(text, values, error)) {
+  if (!parse(text, values, reason)) {
     values.clear();
-    LOG4CPLUS_WARN(storageLogger(), path << ": " << error << "; taken as empty, the next save replaces it");
+    return file_state_t::damaged;
   }
+  return file_state_t::read;
+}
+
+void warnDamaged(const std::string& path, const std::string& reason) {
+  warnOnce(path + ": " + reason + "; left as it is, and nothing is saved to it");
 }
 
 /// An advisory lock on the result directory. Locking the directory rather
@@ -175,7 +209,8 @@ class SessionStorage : public ISessionStorage {
  public:
   SessionStorage(std::string dir) : dir_(std::move(dir)), path_(dir_ + "/" + file_name) {
     directory_lock_t lock(dir_, LOCK_SH);
-    readFile(path_, values_);
+    std::string reason;
+    if (readFile(path_, values_, reason) == file_state_t::damaged) warnDamaged(path_, reason);
   }
 
   variant_t get(const std::string& key, const variant_t& fallback) const override {
@@ -212,7 +247,12 @@ class SessionStorage : public ISessionStorage {
     // What others saved since this object read the file, with this object's
     // changes on top.
     values_t merged;
-    readFile(path_, merged);
+    std::string reason;
+    if (readFile(path_, merged, reason) == file_state_t::damaged) {
+      // Replacing it would lose whatever the host keeps there.
+      warnDamaged(path_, reason);
+      return false;
+    }
     for (const auto& [key, change] : changes_) {
       if (change) merged[key] = *change;
       else merged.erase(key);
@@ -220,7 +260,7 @@ class SessionStorage : public ISessionStorage {
     // A reader sees the old file or the new one, never half of one.
     std::string error;
     if (!foundation::write_file_atomically(path_, format(merged), error)) {
-      LOG4CPLUS_WARN(storageLogger(), error);
+      warnOnce(error);
       return false;
     }
     values_ = std::move(merged);

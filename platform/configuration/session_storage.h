@@ -32,8 +32,10 @@ class ISessionStorage : public foundation::ref_countable_t {
   static constexpr const char* file_name = "session.json";
 
   /// The storage of `resultDir`; null when it is not an existing directory.
-  /// A missing file is an empty storage. So is a file that does not parse:
-  /// it is logged, and the next save replaces it.
+  /// A missing file is an empty storage. So is a file that exists but cannot
+  /// be read or parsed: that is warned about once per process, and it is
+  /// never replaced — `save` answers false while it stays so, since the host
+  /// may keep values there that this reader doesn't understand.
   static foundation::sptr_t<ISessionStorage> create(const std::string& resultDir);
 
   /// The value under `key`, or `fallback` when there is none.
@@ -47,7 +49,8 @@ class ISessionStorage : public foundation::ref_countable_t {
   virtual bool set(const std::string& key, const foundation::variant_t& value) = 0;
   virtual void erase(const std::string& key) = 0;
   /// Writes the changes since the last save. False when the file could not
-  /// be written; the changes are then kept for another try.
+  /// be written, or exists and cannot be read; the changes are then kept for
+  /// another try.
   virtual bool save() = 0;
   /// The file's path.
   virtual std::string path() const = 0;

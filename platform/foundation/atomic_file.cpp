@@ -1,10 +1,14 @@
 #include "platform/foundation/atomic_file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 namespace foundation {
@@ -27,6 +31,36 @@ void splitPath(const std::string& path, std::string& directory, std::string& lea
 std::string temporaryName(const std::string& directory, const std::string& leaf) {
   static std::atomic<unsigned> counter{0};
   return directory + "." + leaf + ".tmp-" + std::to_string(::getpid()) + "-" + std::to_string(counter.fetch_add(1));
+}
+
+// True when `text` is a decimal pid of a process that is gone. A process
+// we may not signal (EPERM) still exists, so its file stays.
+bool isDeadPid(std::string_view text) {
+  if (text.empty() || text.size() > 9) return false;
+  long pid = 0;
+  for (char c : text) {
+    if (c < '0' || c > '9') return false;
+    pid = pid * 10 + (c - '0');
+  }
+  return pid > 0 && ::kill(static_cast<pid_t>(pid), 0) != 0 && errno == ESRCH;
+}
+
+// Removes the temporaries of `leaf` that writers killed before their commit
+// left behind: ".<leaf>.tmp-<pid>-<n>" whose process is gone. Those of live
+// writers, ours included, are theirs to finish.
+void removeStaleTemporaries(const std::string& directory, const std::string& leaf) {
+  DIR* dir = ::opendir(directory.empty() ? "." : directory.c_str());
+  if (!dir) return;
+  const std::string prefix = "." + leaf + ".tmp-";
+  while (const dirent* entry = ::readdir(dir)) {
+    const std::string_view name = entry->d_name;
+    if (name.size() <= prefix.size() || name.substr(0, prefix.size()) != prefix) continue;
+    const std::string_view rest = name.substr(prefix.size());
+    const std::size_t dash = rest.find('-');
+    if (dash == std::string_view::npos || !isDeadPid(rest.substr(0, dash))) continue;
+    ::unlink((directory + std::string(name)).c_str());
+  }
+  ::closedir(dir);
 }
 
 // Makes a finished rename durable. The new file is complete and in place by
@@ -70,17 +104,30 @@ bool atomic_file_t::open(std::string& error) {
     error = path_ + ": not a file name";
     return false;
   }
+  removeStaleTemporaries(directory, leaf);
   int lastError = EEXIST;
   for (int attempt = 0; attempt < kCreateAttempts && lastError == EEXIST; ++attempt) {
     const std::string name = temporaryName(directory, leaf);
     fd_ = ::open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
     if (fd_ >= 0) {
       temporary_ = name;
+      keepOwnerAndMode();
       return true;
     }
     lastError = errno;
   }
   return fail("cannot create a temporary file beside it", lastError, error);
+}
+
+void atomic_file_t::keepOwnerAndMode() {
+  struct stat target;
+  if (::stat(path_.c_str(), &target) != 0 || !S_ISREG(target.st_mode)) return;
+  // The owner first: changing it may clear set-id bits that the mode then
+  // restores. Only root may give a file away; others keep their own.
+  if (::fchown(fd_, target.st_uid, target.st_gid) != 0) {
+    // Not ours to give: the file becomes the writer's, with the old mode.
+  }
+  ::fchmod(fd_, target.st_mode & 07777);
 }
 
 void atomic_file_t::write(std::string_view text) {

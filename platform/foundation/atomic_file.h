@@ -14,6 +14,11 @@ namespace foundation {
 /// crash. A failed step, or destruction before `commit`, removes the temporary
 /// file and leaves the old target as it was.
 ///
+/// The new file keeps the mode of the file it replaces (0600 stays 0600),
+/// and its owner and group where the writer may give them; a new file gets
+/// the default mode. Temporaries of the same target left by writers that
+/// were killed before their commit are removed when the next one opens.
+///
 /// Errors name the target. The target must be a regular file or missing: a
 /// directory is refused by the rename, and a pipe or device would be replaced
 /// by a file rather than written to. One object is for one thread.
@@ -35,6 +40,7 @@ class atomic_file_t {
 
  private:
   void discard();
+  void keepOwnerAndMode();
   bool fail(const char* what, int error_number, std::string& error);
 
   std::string path_;

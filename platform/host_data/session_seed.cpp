@@ -4,7 +4,21 @@
 
 namespace host_data {
 
-bool seedSessionStorage(const ResultModels& models, std::string& error) {
+namespace {
+
+// Numbers of any width and signedness are one kind to a reader.
+enum class kind_t { number, boolean, text, other };
+
+kind_t kindOf(const foundation::variant_t& value) {
+  if (value.is_integer() || value.is_floating()) return kind_t::number;
+  if (value.is_bool()) return kind_t::boolean;
+  if (value.is_text()) return kind_t::text;
+  return kind_t::other;
+}
+
+}  // namespace
+
+bool seedSessionStorage(const ResultModels& models, std::string& error, std::vector<std::string>* warnings) {
   if (!models.resultController) {
     error = "no result";
     return false;
@@ -18,7 +32,13 @@ bool seedSessionStorage(const ResultModels& models, std::string& error) {
   bool changed = false;
   for (const auto& [key, value] : models.session) {
     foundation::variant_t existing;
-    if (storage->find(key, existing)) continue;
+    if (storage->find(key, existing)) {
+      if (kindOf(existing) == kindOf(value)) continue;
+      if (warnings) {
+        warnings->push_back(storage->path() + ": session value \"" + key + "\" is " + existing.to_string() +
+                            ", not of the kind the result records; the result's " + value.to_string() + " is used");
+      }
+    }
     if (!storage->set(key, value)) {
       error = storage->path() + ": session value \"" + key + "\" cannot be stored";
       return false;

@@ -25,8 +25,12 @@
 namespace {
 
 std::atomic<bool> g_interrupted{false};
+std::atomic<int> g_signal{0};
 
-extern "C" void onInterrupt(int) { g_interrupted.store(true); }
+extern "C" void onInterrupt(int signal) {
+  g_signal.store(signal);
+  g_interrupted.store(true);
+}
 
 void installInterruptHandlers() {
   struct sigaction action {};
@@ -84,7 +88,9 @@ int main(int argc, char** argv) {
   configureLogging(options.verbose);
   dropExternalDetectionFeature();
   installInterruptHandlers();
-  const int code = nimbex_cl::runTool(options, std::cout, std::cerr, &g_interrupted);
+  int code = nimbex_cl::runTool(options, std::cout, std::cerr, &g_interrupted);
+  // The shell's convention: 128 and the signal that ended the run.
+  if (code == nimbex_cl::ExitCancelled && g_signal.load() == SIGTERM) code = nimbex_cl::ExitTerminated;
   // Joins the scheduler's workers before static objects go away.
   if (auto scheduler = data_models2::IScheduler::get()) scheduler->shutdown();
   return code;

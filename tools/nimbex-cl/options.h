@@ -37,7 +37,8 @@ enum ExitCode : int {
   ExitFailure = 1,      ///< the run failed (report could not be written, ...)
   ExitUsage = 2,        ///< bad command line
   ExitBadResult = 3,    ///< the result directory is missing or broken
-  ExitCancelled = 130,  ///< interrupted by the user
+  ExitCancelled = 130,  ///< interrupted by the user (Ctrl-C)
+  ExitTerminated = 143,  ///< ended by SIGTERM, cleanly as on Ctrl-C
 };
 
 /// Parses `args` (without the program name). On failure returns false and

@@ -3,7 +3,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <fstream>
+#include <functional>
+#include <iterator>
 #include <sstream>
+#include <vector>
 
 #include <boost/filesystem.hpp>
 
@@ -95,6 +99,44 @@ bool collectFindings(const host_data::ResultModels& models, const std::string& r
   return true;
 }
 
+// What the files a run may write looked like, to tell an interrupted user
+// exactly what changed.
+class WrittenFiles {
+ public:
+  explicit WrittenFiles(const std::string& resultDir) : dir_(resultDir) {
+    for (const char* name : kNames) before_.push_back(stamp(name));
+  }
+  /// "issues.xml, summary.json", or empty when none changed.
+  std::string changed() const {
+    std::string list;
+    for (std::size_t i = 0; i < std::size(kNames); ++i) {
+      if (stamp(kNames[i]) != before_[i]) list += (list.empty() ? "" : ", ") + std::string(kNames[i]);
+    }
+    return list;
+  }
+
+ private:
+  static constexpr const char* kNames[] = {kReportFileName, "summary.json", "session.json"};
+  std::string stamp(const char* name) const {
+    boost::system::error_code ec;
+    const fs::path path = fs::path(dir_) / name;
+    if (!fs::exists(path, ec)) return "-";
+    std::ostringstream text;
+    text << fs::file_size(path, ec) << "/" << fs::last_write_time(path, ec) << "/" << slurpHash(path);
+    return text.str();
+  }
+  // Writes within one second of each other share a time stamp; the content
+  // tells them apart.
+  static std::size_t slurpHash(const fs::path& path) {
+    std::ifstream in(path.string(), std::ios::binary);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return std::hash<std::string>()(content.str());
+  }
+  std::string dir_;
+  std::vector<std::string> before_;
+};
+
 }  // namespace
 
 int runTool(const Options& options, std::ostream& out, std::ostream& err, const std::atomic<bool>* interrupted) {
@@ -110,13 +152,21 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
     return ExitBadResult;
   }
   const host_data::ResultModels& models = loaded.models();
+  // Nothing is written into a result that is refused.
+  if (!models.surveyModel || !models.surveyModel->getDataset(BottomUp)) {
+    err << "nimbex-cl: " << resultDir << ": the result has no bottom-up tree to analyse\n";
+    return ExitBadResult;
+  }
   std::string seedError;
-  if (!host_data::seedSessionStorage(models, seedError) && options.verbose) {
+  std::vector<std::string> seedWarnings;
+  if (!host_data::seedSessionStorage(models, seedError, &seedWarnings) && options.verbose) {
     err << "nimbex-cl: note: " << seedError << "\n";
   }
+  for (const std::string& warning : seedWarnings) err << "nimbex-cl: warning: " << warning << "\n";
   warnAboutCatalogue(err);
 
   if (options.rescan) forgetCachedReport(resultDir);
+  const WrittenFiles written(resultDir);
   ProgressBar progress(stderr, !options.noProgress && ProgressBar::isTerminal(stderr));
   sptr_t<IRecommendationsModel> model;
   bool started = false;
@@ -124,7 +174,12 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
   progress.finish();
   if (!completed) {
     model->closeResult();
-    err << "nimbex-cl: interrupted; the result is unchanged\n";
+    const std::string changed = written.changed();
+    if (changed.empty()) {
+      err << "nimbex-cl: interrupted; the result is unchanged\n";
+    } else {
+      err << "nimbex-cl: interrupted; written to the result before it stopped: " << changed << "\n";
+    }
     return ExitCancelled;
   }
   if (!started) {

@@ -164,9 +164,10 @@ TEST_F(SessionStorageTest, ConcurrentWritersLoseNoKey) {
   }
 }
 
-TEST_F(SessionStorageTest, ADamagedFileIsAnEmptyStorageThatTheNextSaveReplaces) {
+// A file we cannot read may hold what the host keeps there: it reads as
+// empty and is never replaced. An empty file holds nothing and is.
+TEST_F(SessionStorageTest, ADamagedFileIsReadAsEmptyAndNeverReplaced) {
   const char* damaged[] = {
-      "",
       "not json",
       "{\"k\": tr",
       "[]",
@@ -180,9 +181,23 @@ TEST_F(SessionStorageTest, ADamagedFileIsAnEmptyStorageThatTheNextSaveReplaces) 
     ASSERT_TRUE(s);
     EXPECT_EQ(s->get("k", variant_t(5)), variant_t(5));
     s->set("k", variant_t(false));
-    ASSERT_TRUE(s->save());
-    EXPECT_EQ(ISessionStorage::create(dir())->get("k"), variant_t(false));
+    EXPECT_FALSE(s->save());
+    EXPECT_EQ(readFile(), text);
   }
+  writeFile("");
+  auto s = ISessionStorage::create(dir());
+  s->set("k", variant_t(false));
+  ASSERT_TRUE(s->save());
+  EXPECT_EQ(ISessionStorage::create(dir())->get("k"), variant_t(false));
+}
+
+TEST_F(SessionStorageTest, ADirectoryInPlaceOfTheFileIsLeftAlone) {
+  fs::create_directories(dir_ / ISessionStorage::file_name);
+  auto s = ISessionStorage::create(dir());
+  ASSERT_TRUE(s);
+  s->set("k", variant_t(1));
+  EXPECT_FALSE(s->save());
+  EXPECT_TRUE(fs::is_directory(dir_ / ISessionStorage::file_name));
 }
 
 TEST_F(SessionStorageTest, EntriesThatCannotBeReadAreSkippedAndTheRestKept) {

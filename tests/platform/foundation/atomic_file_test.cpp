@@ -1,6 +1,9 @@
 #include "platform/foundation/atomic_file.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -100,6 +103,36 @@ TEST_F(AtomicFileTest, CommitWithoutOpenFails) {
   EXPECT_FALSE(file.commit(error));
   EXPECT_EQ(error, target() + ": not open");
   EXPECT_FALSE(fs::exists(target()));
+}
+
+TEST_F(AtomicFileTest, ReplacementKeepsTheModeOfTheFileItReplaces) {
+  std::string error;
+  for (mode_t mode : {0600, 0640, 0755}) {
+    ASSERT_TRUE(write_file_atomically(target(), "old", error)) << error;
+    ASSERT_EQ(::chmod(target().c_str(), mode), 0);
+    ASSERT_TRUE(write_file_atomically(target(), "new", error)) << error;
+    struct stat st;
+    ASSERT_EQ(::stat(target().c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, mode);
+  }
+}
+
+// A writer killed before its commit leaves its temporary; the next writer of
+// the same file removes it once that process is gone, and leaves alone what
+// belongs to a live one or to another file.
+TEST_F(AtomicFileTest, NextWriterRemovesTemporariesOfDeadWriters) {
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) ::_exit(0);
+  ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+  const std::string dead = ".report.txt.tmp-" + std::to_string(child) + "-0";
+  const std::string live = ".report.txt.tmp-" + std::to_string(::getpid()) + "-99";
+  const std::string other = ".other.txt.tmp-" + std::to_string(child) + "-0";
+  for (const std::string& name : {dead, live, other}) std::ofstream((dir_ / name).string()) << "partial";
+
+  std::string error;
+  ASSERT_TRUE(write_file_atomically(target(), "whole", error)) << error;
+  EXPECT_EQ(listing(), (std::set<std::string>{"report.txt", live, other}));
 }
 
 }  // namespace

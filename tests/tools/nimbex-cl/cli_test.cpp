@@ -176,33 +176,44 @@ TEST_F(CliTest, SecondRunReadsTheReportAndPrintsTheSame) {
   EXPECT_TRUE(fs::exists(dir_ / "basic" / "summary.json"));
 }
 
-TEST_F(CliTest, InterruptLeavesNoReportAndExitsWithTheCancelCode) {
-  // Big enough that the interrupt lands while the tool is still busy.
+// Ctrl-C and SIGTERM end a run cleanly: the shell's exit code of the
+// signal, a message that says what was written, no report and no temporary.
+TEST_F(CliTest, InterruptLeavesNoReportAndExitsWithTheSignalsCode) {
+  // Big enough that the signal lands while the tool is still busy.
   const fs::path result = dir_ / "big";
   const std::string generator = std::string(NIMBEX_GEN_PATH) + " --rows 100000 --shape deep '" + result.string() + "' >/dev/null";
   ASSERT_EQ(std::system(generator.c_str()), 0);
 
-  const std::string project = dir_.string();
-  std::vector<std::string> args = {NIMBEX_CL_PATH, "-report", "issues", "-project-dir", project, "--exp-dir", "big"};
-  std::vector<char*> argv;
-  for (auto& a : args) argv.push_back(a.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-  pid_t pid = -1;
-  ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
-  posix_spawn_file_actions_destroy(&actions);
-  ::usleep(300 * 1000);
-  ::kill(pid, SIGINT);
-  int status = 0;
-  ASSERT_EQ(::waitpid(pid, &status, 0), pid);
-  ASSERT_TRUE(WIFEXITED(status));
-  EXPECT_EQ(WEXITSTATUS(status), 130);
-  EXPECT_FALSE(fs::exists(result / "issues.xml"));
-  for (fs::directory_iterator it(result), end; it != end; ++it) {
-    EXPECT_EQ(it->path().filename().string().find(".tmp"), std::string::npos) << it->path();
+  for (auto [signal, code] : {std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}}) {
+    SCOPED_TRACE(signal);
+    fs::remove(result / "session.json");
+    const fs::path errFile = dir_ / "interrupt-stderr.txt";
+    const std::string project = dir_.string();
+    std::vector<std::string> args = {NIMBEX_CL_PATH, "-report", "issues", "-project-dir", project, "--exp-dir", "big"};
+    std::vector<char*> argv;
+    for (auto& a : args) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = -1;
+    ASSERT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&actions);
+    // The session values are seeded once the result has loaded and before
+    // the scan starts: the sign that the tool is at work.
+    for (int i = 0; i < 2000 && !fs::exists(result / "session.json"); ++i) ::usleep(5 * 1000);
+    ::kill(pid, signal);
+    int status = 0;
+    ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), code);
+    const std::string err = slurp(errFile);
+    EXPECT_NE(err.find("nimbex-cl: interrupted; "), std::string::npos) << err;
+    EXPECT_FALSE(fs::exists(result / "issues.xml"));
+    for (fs::directory_iterator it(result), end; it != end; ++it) {
+      EXPECT_EQ(it->path().filename().string().find(".tmp"), std::string::npos) << it->path();
+    }
   }
 }
 
