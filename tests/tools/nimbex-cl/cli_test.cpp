@@ -249,3 +249,35 @@ TEST_F(CliTest, ScanThatFailsOnARowWritesNothingAndSaysWhere) {
 }
 
 }  // namespace
+
+namespace {
+
+// A session value of the wrong kind must not quietly change the findings:
+// it is named in one warning and the result's own value stands. A session
+// file that can't be read is left as it was.
+TEST_F(CliTest, BadSessionValuesAreWarnedAboutAndChangeNothing) {
+  const fs::path result = copyExample("basic");
+  ToolRun clean = run("-report issues -project-dir " + project() + " --exp-dir basic --rescan");
+  ASSERT_EQ(clean.exitCode, 0) << clean.err;
+
+  std::ofstream((result / "session.json").string(), std::ios::trunc) << R"({"totalElapsedTime": "soon"})";
+  ToolRun wrongKind = run("-report issues -project-dir " + project() + " --exp-dir basic --rescan");
+  EXPECT_EQ(wrongKind.exitCode, 0) << wrongKind.err;
+  EXPECT_EQ(wrongKind.out, clean.out);
+  std::istringstream lines(wrongKind.err);
+  int warnings = 0;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find("warning") == std::string::npos) continue;
+    ++warnings;
+    EXPECT_NE(line.find("\"totalElapsedTime\""), std::string::npos) << line;
+  }
+  EXPECT_EQ(warnings, 1) << wrongKind.err;
+
+  const std::string broken = "{\"hostKey\": 1, ";
+  std::ofstream((result / "session.json").string(), std::ios::trunc) << broken;
+  ToolRun damaged = run("-report issues -project-dir " + project() + " --exp-dir basic");
+  EXPECT_EQ(damaged.exitCode, 0) << damaged.err;
+  EXPECT_EQ(slurp(result / "session.json"), broken);
+}
+
+}  // namespace
