@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "data_abstractions2/field_id.h"
+#include "platform/foundation/json_file.h"
 
 namespace host_data {
 
@@ -33,13 +34,17 @@ std::string JsonPath::toString() const {
   return out;
 }
 
+// Keys and values of the input reach the message as they are, but for
+// control characters: a key holding ESC must not drive the user's terminal.
 bool JsonReader::fail(const JsonPath& at, std::string_view message) {
-  if (error_.empty()) error_ = fileName_ + ": " + at.toString() + ": " + std::string(message);
+  if (error_.empty()) {
+    error_ = foundation::escape_control_characters(fileName_ + ": " + at.toString() + ": " + std::string(message));
+  }
   return false;
 }
 
 bool JsonReader::failWhole(std::string_view message) {
-  if (error_.empty()) error_ = fileName_ + ": " + std::string(message);
+  if (error_.empty()) error_ = foundation::escape_control_characters(fileName_ + ": " + std::string(message));
   return false;
 }
 
@@ -248,6 +253,8 @@ bool JsonReader::readFieldKey(std::string_view key, const JsonPath& at, int& out
     out = static_cast<int>(number);
     return true;
   }
+  // The name lookup reads up to a NUL: "SelfTime\0junk" must not pass.
+  if (key.find('\0') != std::string_view::npos) return fail(at, "a field name must not contain NUL");
   const std::string name(key);
   int id = 0;
   if (!data_abstractions2::fieldIdFromName(name.c_str(), id) || id == data_abstractions2::FieldNone) {

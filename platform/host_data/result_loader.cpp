@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "platform/foundation/json_file.h"
 #include "platform/host_data/host_throttling_model.h"
 #include "platform/host_data/json_reader.h"
 
@@ -843,7 +844,11 @@ LoadResult parseDocument(const simdjson::padded_string& text, const std::string&
   simdjson::dom::parser parser;
   element root;
   if (auto code = parser.parse(text).get(root); code != simdjson::SUCCESS) {
-    reader.failWhole(std::string("not valid JSON: ") + simdjson::error_message(code));
+    // The parser tells what, not where; in a file of a gigabyte the where
+    // is what the user needs.
+    const std::string place = foundation::json_syntax_error_place(std::string_view(text.data(), text.size()));
+    reader.failWhole("not valid JSON" + (place.empty() ? std::string() : " at " + place) + ": " +
+                     simdjson::error_message(code));
     return LoadResult::failure(reader.error());
   }
   ResultModels models;
@@ -859,15 +864,21 @@ LoadResult loadResultDirectory(const std::string& directory) {
   const std::string resultPath = (fs::path(directory) / kResultFileName).string();
   std::error_code ec;
   if (!fs::is_directory(directory, ec)) return LoadResult::failure(directory + ": not a directory");
-  if (!fs::is_regular_file(resultPath, ec)) return LoadResult::failure(resultPath + ": no such file");
+  std::string error;
+  if (!foundation::check_readable_file(resultPath, error)) return LoadResult::failure(error);
   simdjson::padded_string text;
   if (simdjson::padded_string::load(resultPath).get(text) != simdjson::SUCCESS) {
     return LoadResult::failure(resultPath + ": cannot read the file");
+  }
+  // Editors may put a byte order mark in front; the parser refuses it.
+  if (const std::size_t bom = foundation::utf8_bom_length(std::string_view(text.data(), text.size()))) {
+    return parseDocument(simdjson::padded_string(text.data() + bom, text.size() - bom), directory, resultPath);
   }
   return parseDocument(text, directory, resultPath);
 }
 
 LoadResult loadResultText(std::string_view json, const std::string& directory, const std::string& fileName) {
+  json.remove_prefix(foundation::utf8_bom_length(json));
   return parseDocument(simdjson::padded_string(json), directory, fileName);
 }
 

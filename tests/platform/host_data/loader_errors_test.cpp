@@ -3,7 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "platform/host_data/result_loader.h"
@@ -38,8 +42,12 @@ TEST_P(LoaderErrors, NamesFileAndPlace) {
 
 const BadInput kBadInputs[] = {
     // The document as a whole.
-    {"NotJson", "{\"format\": ", "result.json: not valid JSON"},
-    {"Empty", "", "result.json: not valid JSON"},
+    {"NotJson", "{\"format\": ", "result.json: not valid JSON at line 1, column 12"},
+    {"Empty", "", "result.json: not valid JSON at line 1, column 1"},
+    {"BadTokenOnLineThree", "{\n  \"format\": \"nimbex-result\",\n  \"version\": 1,,\n}",
+     "not valid JSON at line 3, column 16"},
+    {"ControlCharactersEscaped", withTop("\"bottom\\u001b[31mUp\\n\": 1"), "/bottom\\u001b[31mUp\\n: unknown key"},
+    {"FieldNameWithNul", withRows(R"({"id": 1, "fields": {"SelfTime\u0000x": 1.0}})"), "must not contain NUL"},
     {"TopIsArray", "[]", "result.json: /: expected an object, got an array"},
     {"NoFormat", R"({"version": 1})", "/: missing key \"format\""},
     {"OtherFormat", R"({"format": "trace", "version": 1})", "/format: not a result file"},
@@ -159,6 +167,46 @@ TEST(LoaderErrors, DirectoryProblemsNameThePath) {
   host_data::LoadResult noFile = host_data::loadResultDirectory(empty);
   ASSERT_FALSE(noFile.ok());
   EXPECT_EQ(noFile.error(), empty + "/result.json: no such file");
+}
+
+}  // namespace
+
+namespace {
+
+// What stands where result.json belongs decides the message; a byte order
+// mark in front of a good document is no fault.
+TEST(LoaderFiles, TheRealReasonOrTheDocument) {
+  namespace fs = std::filesystem;
+  const fs::path dir = fs::temp_directory_path() / ("nimbex_loader_files_" + std::to_string(::getpid()));
+  struct Case {
+    const char* name;
+    void (*make)(const fs::path& file);
+    const char* expected;  // empty: loads
+  };
+  const Case cases[] = {
+      {"missing", [](const fs::path&) {}, "result.json: no such file"},
+      {"directory", [](const fs::path& f) { fs::create_directory(f); }, "result.json: is a directory"},
+      {"fifo", [](const fs::path& f) { ::mkfifo(f.c_str(), 0600); }, "result.json: is not a regular file"},
+      {"byte order mark",
+       [](const fs::path& f) {
+         std::ofstream(f) << "\xEF\xBB\xBF" << R"({"format": "nimbex-result", "version": 1})";
+       },
+       ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    c.make(dir / "result.json");
+    host_data::LoadResult loaded = host_data::loadResultDirectory(dir.string());
+    if (*c.expected == '\0') {
+      EXPECT_TRUE(loaded.ok()) << loaded.error();
+    } else {
+      ASSERT_FALSE(loaded.ok());
+      EXPECT_NE(loaded.error().find(c.expected), std::string::npos) << loaded.error();
+    }
+  }
+  fs::remove_all(dir);
 }
 
 }  // namespace
