@@ -78,7 +78,13 @@ std::shared_ptr<const portability::catalog_t> loadMessageCatalog(const std::stri
     if (!std::filesystem::is_regular_file(candidate, ec)) continue;
     portability::catalog_error_t failure;
     auto catalog = portability::load_catalog(name, candidate.string(), failure);
-    if (!catalog) error = failure.to_ustring();
+    if (!catalog) {
+      error = failure.to_ustring();
+    } else if (catalog->keys().empty() || (catalog->keys().size() == 1 && catalog->keys().front().empty())) {
+      // A catalogue without a single message shows every text as its key,
+      // just as a broken one does: the user hears of it the same way.
+      error = candidate.string() + ": the catalogue holds no messages";
+    }
     return catalog;
   }
   error = "message catalogue '" + fileName + "' not found in:";

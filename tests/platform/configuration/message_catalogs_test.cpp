@@ -73,6 +73,18 @@ TEST_F(MessageCatalogsTest, FailuresGiveNullAndSayWhere) {
   }
 }
 
+// A catalogue that loads but says nothing degrades every text to its key:
+// it is reported like a broken one, though the (empty) catalogue is kept.
+TEST_F(MessageCatalogsTest, ACatalogueWithoutMessagesIsReported) {
+  const char* empty[] = {"", "# only a comment\n", "msgid \"\"\nmsgstr \"Language: en\\n\"\n"};
+  for (const char* text : empty) {
+    std::string dir = write("empty", "demo.po", text);
+    std::string error;
+    EXPECT_TRUE(loadMessageCatalog("demo", {dir}, error)) << text;
+    EXPECT_EQ(error, dir + "/demo.po: the catalogue holds no messages") << text;
+  }
+}
+
 TEST_F(MessageCatalogsTest, FirstFolderWithTheFileWinsEvenWhenBroken) {
   std::string empty = (root_ / "empty").string();
   std::string broken = write("broken", "demo.po", kBroken);
