@@ -11,6 +11,7 @@
 #include "platform/foundation/json_file.h"
 #include "platform/host_data/host_throttling_model.h"
 #include "platform/host_data/json_reader.h"
+#include "platform/system_info/system_info.h"
 
 namespace host_data {
 
@@ -136,8 +137,12 @@ class ResultParser {
   }
 
   bool parse(const element& root, ResultModels& out);
+  /// The result says on which machine it was collected.
+  bool hasMachineIsa() const { return hasMachineIsa_; }
+  std::uint64_t machineIsa() const { return controller_.isaExtensions; }
 
  private:
+  bool hasMachineIsa_ = false;
   /// Iterative row tree under construction: the children of row i are
   /// childIds[childBegin[i] .. childBegin[i + 1]).
   struct PendingLinks {
@@ -291,6 +296,7 @@ bool ResultParser::parseMachine(const element& value, const JsonPath& at) {
       !r_.readWord(*keys["isaExtensions"], JsonPath(at, "isaExtensions"), controller_.isaExtensions)) {
     return false;
   }
+  hasMachineIsa_ = keys["isaExtensions"].has_value();
   if (keys["cpuType"] && !r_.readInt(*keys["cpuType"], JsonPath(at, "cpuType"), controller_.cpuType)) return false;
   if (keys["maxVectorLength"] &&
       !r_.readInt(*keys["maxVectorLength"], JsonPath(at, "maxVectorLength"), controller_.maxVectorLength)) {
@@ -854,6 +860,14 @@ LoadResult parseDocument(const simdjson::padded_string& text, const std::string&
   ResultModels models;
   ResultParser resultParser(reader, directory, (std::filesystem::path(directory) / kResultFileName).string());
   if (!resultParser.parse(root, models)) return LoadResult::failure(reader.error());
+  // From now on "the machine" of the detectors is the one the result was
+  // collected on, not the computer that reads it.
+  if (resultParser.hasMachineIsa()) {
+    system_info::SystemInfo::setCollectionMachine(
+        static_cast<system_info::SystemInfo::IsaExtensions>(models.resultController->getIsaExtensions(0)));
+  } else {
+    system_info::SystemInfo::clearCollectionMachine();
+  }
   return LoadResult::success(std::move(models));
 }
 

@@ -1,5 +1,7 @@
 #include "platform/system_info/system_info.h"
 
+#include <atomic>
+
 #include <cctype>
 #include <cstring>
 #include <string>
@@ -150,7 +152,19 @@ SystemInfo::IsaExtensions SystemInfo::detectIsaExtensions() {
   return detected;
 }
 
-SystemInfo::SystemInfo() : level(detectIsaExtensions()) {}
+namespace {
+// -1 while no result has said which machine it was collected on.
+std::atomic<long long> collectionMachine{-1};
+}  // namespace
+
+void SystemInfo::setCollectionMachine(IsaExtensions level) { collectionMachine.store(static_cast<long long>(level)); }
+
+void SystemInfo::clearCollectionMachine() { collectionMachine.store(-1); }
+
+SystemInfo::SystemInfo() {
+  const long long collected = collectionMachine.load();
+  level = collected >= 0 ? static_cast<IsaExtensions>(collected) : detectIsaExtensions();
+}
 
 SystemInfo::SystemInfo(IsaExtensions level) : level(level) {}
 

@@ -90,12 +90,22 @@ class SystemInfo {
   /// once per process; IsaNone on processors of other architectures.
   static IsaExtensions detectIsaExtensions();
 
-  /// The machine this process runs on.
+  /// "The machine": the one the loaded result was collected on, when the
+  /// host layer has said so (setCollectionMachine), so that a result gets
+  /// the same findings on every computer; otherwise the one this process
+  /// runs on.
   SystemInfo();
   /// A machine of the given level.
   explicit SystemInfo(IsaExtensions level);
 
   IsaExtensions getIsaExtensions() const { return level; }
+
+  /// Makes `level` the machine of default-made objects: a host does this
+  /// when it loads a result with a machine of its own. Process-wide; the
+  /// last result loaded wins.
+  static void setCollectionMachine(IsaExtensions level);
+  /// Default-made objects describe this computer again.
+  static void clearCollectionMachine();
   /// Width in bits of the machine's widest vector register (see
   /// getVectorLengthOfLevel): 512 on an AVX-512 machine.
   int getMaxVectorLength() const;

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "platform/host_data/result_loader.h"
+#include "platform/system_info/system_info.h"
 
 namespace {
 
@@ -207,6 +208,32 @@ TEST(LoaderFiles, TheRealReasonOrTheDocument) {
     }
   }
   fs::remove_all(dir);
+}
+
+}  // namespace
+
+namespace {
+
+// "The machine" of the detectors is the one in the result's system block,
+// whatever computer reads it; a result without one leaves this computer.
+TEST(LoaderMachine, TheResultsMachineIsTheMachine) {
+  using system_info::SystemInfo;
+  struct Case {
+    const char* top;
+    int vectorBits;
+  };
+  const Case cases[] = {
+      {R"("machine": {"isaExtensions": 10})", 256},
+      {R"("machine": {"isaExtensions": 11})", 512},
+      {R"("machine": {"isaExtensions": 6})", 128},
+      {R"("frozen": false)", SystemInfo(SystemInfo::detectIsaExtensions()).getMaxVectorLength()},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.top);
+    ASSERT_TRUE(loadResultText(withTop(c.top), "/results/r1").ok());
+    EXPECT_EQ(SystemInfo().getMaxVectorLength(), c.vectorBits);
+  }
+  SystemInfo::clearCollectionMachine();
 }
 
 }  // namespace
