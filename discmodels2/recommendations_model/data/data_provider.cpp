@@ -199,9 +199,12 @@ bool DataProvider::fillCommonData(const row_t& row) const {
   read(FuncInstIdx, data.funcInstIdx);
 
   sptr_t<IDataset> accessPatterns = loopManager ? loopManager->getTable(TableAccessPatterns) : nullptr;
+  // The row's access-pattern records serve both the gathers and the strides.
+  std::vector<int> indices;
   if (accessPatterns) {
+    loopManager->getIndices(dataset, row, TableAccessPatterns, indices);
     Gathers gathers;
-    loopManager->getIndices(dataset, row, TableAccessPatterns, gathers.indices);
+    gathers.indices = indices;
     if (!gathers.indices.empty()) gathers.valid = loopManager->getGathers(gathers);
     data.gathers = std::move(gathers.gathers);
     data.gatherIndices = std::move(gathers.indices);
@@ -209,8 +212,6 @@ bool DataProvider::fillCommonData(const row_t& row) const {
   }
 
   if (accessPatterns) {
-    std::vector<int> indices;
-    loopManager->getIndices(dataset, row, TableAccessPatterns, indices);
     // Only the first access pattern record that carries stride shares counts.
     for (int index : indices) {
       row_t record = accessPatterns->getRow(accessPatterns->getRowId(index));
@@ -340,14 +341,20 @@ bool DataProvider::isLoopMatchThreshold(const row_t& row, double percent) const 
   if (!data.fieldPresence[SelfTime] || !data.fieldPresence[TotalTime]) return false;
   if (!resultController) return false;
 
-  // The program's elapsed time is kept with the result, not in the tree.
-  sptr_t<configuration::ISessionStorage> storage =
-      configuration::ISessionStorage::create(resultController->getResultDir(0));
-  variant_t elapsed;
-  if (!storage || !storage->find("totalElapsedTime", elapsed)) return false;
-  if (!elapsed.is_integer() && !elapsed.is_floating()) return false;
+  // The program's elapsed time is kept with the result, not in the tree. A
+  // scan doesn't change it: the storage is read once per provider.
+  if (!elapsedTime) {
+    elapsedTime.emplace();
+    sptr_t<configuration::ISessionStorage> storage =
+        configuration::ISessionStorage::create(resultController->getResultDir(0));
+    variant_t elapsed;
+    if (storage && storage->find("totalElapsedTime", elapsed) && (elapsed.is_integer() || elapsed.is_floating())) {
+      *elapsedTime = elapsed.as_double();
+    }
+  }
+  if (!*elapsedTime) return false;
 
-  const double limit = percent / 100.0 * elapsed.as_double();
+  const double limit = percent / 100.0 * **elapsedTime;
   return data.selfTime > limit || data.totalTime > limit;
 }
 
@@ -438,7 +445,9 @@ sptr_t<PresenceRowVisitHandler> DataProvider::visitTargetRows(const row_t& row) 
 }
 
 std::set<GlibcVer> DataProvider::getGlibcVersions() const {
-  std::set<GlibcVer> versions;
+  // The files of the program don't change during a scan.
+  if (glibcVersions) return *glibcVersions;
+  std::set<GlibcVer>& versions = glibcVersions.emplace();
   if (!viewModel) return versions;
   std::vector<FileLocator> locators;
   if (!viewModel->getFileLocators(LocatorCLibrary, locators)) return versions;

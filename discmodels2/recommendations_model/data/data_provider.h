@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <unordered_set>
 #include <utility>
@@ -93,6 +94,9 @@ class DataProvider : public IDataProvider {
   /// calls classifies, and the call tree they were found in.
   std::unordered_set<const data_abstractions2::INode<data_abstractions2::IRowSpecification>*> callTreeRowsWithCallsBelow;
   data_abstractions2::sptr_t<data_abstractions2::IDataset> indexedCallTree;
+  /// Read at first use, once per provider (that is, per scan).
+  mutable std::optional<std::optional<double>> elapsedTime;
+  mutable std::optional<std::set<GlibcVer>> glibcVersions;
 };
 
 }  // namespace data_models2

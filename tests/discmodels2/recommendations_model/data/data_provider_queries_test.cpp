@@ -153,7 +153,11 @@ TEST(DataProviderQueriesTest, GlibcVersionsFromLibraryLeafNames) {
     SCOPED_TRACE(c.name);
     FakeResult result;
     result.model->locators = c.locators;
-    EXPECT_EQ(result.provider()->getGlibcVersions(), c.expected);
+    auto provider = result.provider();
+    EXPECT_EQ(provider->getGlibcVersions(), c.expected);
+    // Read once per provider.
+    result.model->locators = std::vector<FileLocator>{{"/lib/libc-9.9.so"}};
+    EXPECT_EQ(provider->getGlibcVersions(), c.expected);
   }
 }
 
@@ -217,6 +221,10 @@ TEST(DataProviderQueriesTest, ThresholdAgainstElapsedTimeOfTheResult) {
   EXPECT_TRUE(provider->isLoopMatchThreshold(loop, 20.0));   // total time above 2.0
   EXPECT_FALSE(provider->isLoopMatchThreshold(loop, 30.0));  // 3.0 is not above 3.0
   EXPECT_FALSE(provider->isLoopMatchThreshold(noTotal, 1.0));
+  // The elapsed time is read once per provider: a scan doesn't reopen the
+  // session file for every row.
+  std::filesystem::remove(dir.path / configuration::ISessionStorage::file_name);
+  EXPECT_TRUE(provider->isLoopMatchThreshold(loop, 10.0));
 
   TempDir emptyDir;
   result.controller->resultDir = emptyDir.path.string();
