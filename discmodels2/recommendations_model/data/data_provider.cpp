@@ -22,6 +22,7 @@
 #include "platform/model_support/dependency_helpers.h"
 #include "platform/model_support/instruction_mix.h"
 #include "platform/model_support/isa_helpers.h"
+#include "platform/model_support/roofline_roofs.h"
 #include "platform/portability/strings.h"
 
 namespace data_models2 {
@@ -326,11 +327,15 @@ sptr_t<AssemblerRowVisitHandler> DataProvider::visitRowsForAssembler(const row_t
 }
 
 std::shared_ptr<Roofs> DataProvider::getRoofs() const {
-  // The view model gains its roofs together with the roofline support.
-  return {};
+  if (!viewModel) return {};
+  // Classified once: the roofs of a result don't change during a scan.
+  if (!roofs) roofs = std::make_shared<Roofs>(viewModel->getRoofItems());
+  return roofs;
 }
 
-std::shared_ptr<Roofs> DataProvider::getRoofs(int, int, RoofsStrategyId, OperationsType) const { return {}; }
+// One object holds the roofs of every strategy and kind of operation; its
+// users pick theirs with memoryRoofs(strategy) and computeRoofs(strategy).
+std::shared_ptr<Roofs> DataProvider::getRoofs(int, int, RoofsStrategyId, OperationsType) const { return getRoofs(); }
 
 ProgramMetrics DataProvider::getProgramMetrics() const {
   return viewModel ? viewModel->getProgramMetrics() : ProgramMetrics{};

@@ -97,6 +97,7 @@ class DataProvider : public IDataProvider {
   /// Read at first use, once per provider (that is, per scan).
   mutable std::optional<std::optional<double>> elapsedTime;
   mutable std::optional<std::set<GlibcVer>> glibcVersions;
+  mutable std::shared_ptr<Roofs> roofs;
 };
 
 }  // namespace data_models2

@@ -232,3 +232,18 @@ TEST(DataProviderQueriesTest, ThresholdAgainstElapsedTimeOfTheResult) {
 }
 
 }  // namespace
+
+namespace {
+
+// The roofs come from the view model, classified once per provider; without
+// a view model there are none.
+TEST(DataProviderQueriesTest, RoofsForwardToTheViewModel) {
+  FakeResult result;
+  auto provider = result.provider();
+  const auto roofs = provider->getRoofs();
+  ASSERT_TRUE(roofs);
+  EXPECT_EQ(provider->getRoofs(0, 0, 0, 0), roofs);
+  EXPECT_FALSE(std::make_shared<DataProvider>(nullptr, result.controller, nullptr)->getRoofs());
+}
+
+}  // namespace
