@@ -35,10 +35,11 @@ namespace {
 
 constexpr const char* kReportFileName = "issues.xml";
 
-// The catalogue is looked up at the first translation; a missing or broken
-// one degrades every text to its key, which users must hear about once.
+// A missing or broken catalogue degrades every text to its key, which users
+// must hear about once. The catalogue layer loads a catalogue once per
+// process, so this is the same one the translations will use.
 void warnAboutCatalogue(std::ostream& err) {
-  data_models2::issues::translate("type_conversions_issue_title");
+  configuration::getMessageCatalog(data_models2::issues::recommendationsCatalogName);
   const std::string problem = configuration::getMessageCatalogError(data_models2::issues::recommendationsCatalogName);
   if (!problem.empty()) err << "nimbex-cl: warning: " << problem << "; messages are shown as their keys\n";
 }
@@ -63,7 +64,7 @@ void forgetCachedReport(const std::string& resultDir) {
 
 // Runs the engine as a host does and waits for its findings. False when the
 // user interrupted the run.
-bool collectFindings(const host_data::ResultModels& models, const std::string& resultDir, foundation::IProgress& progress,
+bool collectFindings(const host_data::ResultModels& models, foundation::IProgress& progress,
                      const std::atomic<bool>* interrupted, sptr_t<IRecommendationsModel>& model, bool& started) {
   model = data_models2::createRecommendationsModel();
   model->init(models.resultController, "nimbex-cl", nullptr, nullptr, &progress);
@@ -82,7 +83,6 @@ bool collectFindings(const host_data::ResultModels& models, const std::string& r
     changed.notify_all();
   });
 
-  (void)resultDir;
   if (interrupted && interrupted->load()) return false;
   started = model->startCollection();
   if (!started) return true;
@@ -170,7 +170,7 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
   ProgressBar progress(stderr, !options.noProgress && ProgressBar::isTerminal(stderr));
   sptr_t<IRecommendationsModel> model;
   bool started = false;
-  const bool completed = collectFindings(models, resultDir, progress, interrupted, model, started);
+  const bool completed = collectFindings(models, progress, interrupted, model, started);
   progress.finish();
   if (!completed) {
     model->closeResult();
