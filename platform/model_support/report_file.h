@@ -15,7 +15,13 @@ class ReportFile {
   /// directory, a pipe or a device (a pipe would block the task forever), or
   /// a read error.
   static bool read(const std::string& path, std::string& text);
-  /// Writes `text` as the new content of `path`; false when any step fails.
+  /// True when `path` may be replaced by a report: it is missing, empty, or
+  /// a report of ours (current or stale). Anything else — a file that can't
+  /// be read, a directory, a file of the user's — is never overwritten, and
+  /// `reason` says why.
+  static bool mayReplace(const std::string& path, std::string& reason);
+  /// Writes `text` as the new content of `path`; false when any step fails
+  /// or mayReplace refuses (that is logged as a warning).
   static bool replace(const std::string& path, std::string_view text);
 };
 

@@ -23,6 +23,7 @@
 #include "platform/host_data/result_loader.h"
 #include "platform/host_data/session_seed.h"
 #include "platform/model_support/issues_dumper.h"
+#include "platform/model_support/report_file.h"
 #include "tools/nimbex-cl/progress_bar.h"
 #include "tools/nimbex-cl/text_report.h"
 
@@ -207,6 +208,11 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
   if (options.format == ReportFormat::Xml) {
     const std::string path =
         options.reportOutput.empty() ? (fs::path(resultDir) / kReportFileName).string() : options.reportOutput;
+    std::string refusal;
+    if (!data_models2::ReportFile::mayReplace(path, refusal)) {
+      err << "nimbex-cl: " << path << ": " << refusal << "; left as it is, the report is not written\n";
+      return ExitFailure;
+    }
     data_models2::IssuesDumper<data_models2::DefaultDumpPolicy> dumper(bottomUp, nullptr);
     dumper.setFilename(path);
     if (!dumper.dumpIssuesReport()) {

@@ -6,7 +6,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cstdlib>
+#include <functional>
+#include <map>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -278,6 +283,118 @@ TEST_F(CliTest, BadSessionValuesAreWarnedAboutAndChangeNothing) {
   ToolRun damaged = run("-report issues -project-dir " + project() + " --exp-dir basic");
   EXPECT_EQ(damaged.exitCode, 0) << damaged.err;
   EXPECT_EQ(slurp(result / "session.json"), broken);
+}
+
+}  // namespace
+
+namespace {
+
+// Replaces the first `from` in `file` by `to`; the case fails when absent.
+void edit(const fs::path& file, const std::string& from, const std::string& to) {
+  std::string text = slurp(file);
+  const std::size_t at = text.find(from);
+  ASSERT_NE(at, std::string::npos) << from;
+  text.replace(at, from.size(), to);
+  std::ofstream(file.string(), std::ios::trunc | std::ios::binary) << text;
+}
+
+struct FileState {
+  std::string content;
+  unsigned mode;
+  bool operator==(const FileState&) const = default;
+};
+
+std::map<std::string, FileState> filesOf(const fs::path& dir) {
+  std::map<std::string, FileState> files;
+  for (fs::directory_iterator it(dir), end; it != end; ++it) {
+    struct stat st;
+    ::stat(it->path().c_str(), &st);
+    files[it->path().filename().string()] = {S_ISREG(st.st_mode) && (st.st_mode & 0400) ? slurp(it->path()) : "",
+                                             static_cast<unsigned>(st.st_mode)};
+  }
+  return files;
+}
+
+// Broken input of every kind gets its exit code and one line that names the
+// file and the place; a refused result is left byte for byte as it was,
+// modes included, and a file of ours that can't be read is never replaced.
+TEST_F(CliTest, BrokenInputIsAnsweredAndLeftAsItWas) {
+  using Break = std::function<void(const fs::path&)>;
+  struct Case {
+    const char* name;
+    Break breakIt;
+    int exitCode;
+    std::string errFragment;
+    const char* kept;  // the file that must stay as it was; null: all of them
+  };
+  const Case cases[] = {
+      {"truncated", [](const fs::path& d) { fs::resize_file(d / "result.json", 700); }, 3,
+       "result.json: not valid JSON at line", nullptr},
+      {"wrong type", [](const fs::path& d) { edit(d / "result.json", "\"SelfTime\": 0.01", "\"SelfTime\": \"fast\""); },
+       3, "/fields/SelfTime: expected a number, got a string", nullptr},
+      {"null tree", [](const fs::path& d) { edit(d / "result.json", "\"bottomUp\": {", "\"bottomUp\": null, \"x-was\": {"); },
+       3, "result.json: /bottomUp: expected an object, got null", nullptr},
+      {"number out of range",
+       [](const fs::path& d) { edit(d / "result.json", "\"InnerLoopCount\": { \"u64\": 1 }", "\"InnerLoopCount\": { \"u64\": -1 }"); },
+       3, "/fields/InnerLoopCount", nullptr},
+      {"dangling child", [](const fs::path& d) { edit(d / "result.json", "\"children\": [2]", "\"children\": [987654]"); },
+       3, "result.json: /bottomUp/rows/0", nullptr},
+      {"duplicate id", [](const fs::path& d) { edit(d / "result.json", "{ \"id\": 2,", "{ \"id\": 1,"); }, 3,
+       "result.json: /bottomUp/rows/1", nullptr},
+      {"invalid UTF-8", [](const fs::path& d) { edit(d / "result.json", "relax.cpp", "relax\xC3\x28.cpp"); }, 3,
+       "result.json: not valid JSON", nullptr},
+      {"control characters in a key",
+       [](const fs::path& d) { edit(d / "result.json", "\"frozen\":", "\"fro\\u001b[2Jzen\": 0, \"frozen\":"); }, 3,
+       "/fro\\u001b[2Jzen: unknown key", nullptr},
+      {"empty file", [](const fs::path& d) { std::ofstream((d / "result.json").string(), std::ios::trunc); }, 3,
+       "result.json: not valid JSON at line 1, column 1", nullptr},
+      {"binary file",
+       [](const fs::path& d) { std::ofstream((d / "result.json").string(), std::ios::trunc) << std::string("\x7f" "ELF\x02\x01\x01\0\0", 9); },
+       3, "result.json: not valid JSON at line 1, column 1", nullptr},
+      {"directory in place of the file",
+       [](const fs::path& d) {
+         fs::remove(d / "result.json");
+         fs::create_directory(d / "result.json");
+       },
+       3, "result.json: is a directory", nullptr},
+      {"FIFO in place of the file",
+       [](const fs::path& d) {
+         fs::remove(d / "result.json");
+         ::mkfifo((d / "result.json").c_str(), 0600);
+       },
+       3, "result.json: is not a regular file", nullptr},
+      {"a report that is not ours",
+       [](const fs::path& d) {
+         std::ofstream((d / "issues.xml").string()) << "my notes, not a report\n";
+         std::ofstream((d / "session.json").string()) << R"({"issues_cache_actual": true})";
+       },
+       0, "issues.xml: is not a findings report; left as it is", "issues.xml"},
+      {"a session file that does not parse",
+       [](const fs::path& d) { std::ofstream((d / "session.json").string()) << "{\"hostKey\": [1, "; }, 0,
+       "session.json: ", "session.json"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    fs::remove_all(dir_ / "basic");
+    const fs::path result = copyExample("basic");
+    ::chmod((result / "result.json").c_str(), 0600);
+    c.breakIt(result);
+    const auto before = filesOf(result);
+    ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic");
+    EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
+    EXPECT_NE(r.err.find(c.errFragment), std::string::npos) << r.err;
+    if (c.exitCode != 0) {
+      EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+    }
+    EXPECT_EQ(r.err.find('\x1b'), std::string::npos) << "raw control character in: " << r.err;
+    const auto after = filesOf(result);
+    if (!c.kept) {
+      EXPECT_TRUE(after == before) << "the result changed";
+    } else {
+      EXPECT_TRUE(after.at(c.kept) == before.at(c.kept)) << c.kept << " changed";
+      EXPECT_TRUE(after.at("result.json") == before.at("result.json"));
+    }
+  }
 }
 
 }  // namespace
