@@ -183,7 +183,6 @@ struct ahead_t {
   std::vector<std::string> prefixes;
 };
 const ahead_t kWrittenAhead[] = {
-    {"IssueDIV", {"add_div_", "add_sqrt_", "div_issue_"}},
     {"IssueExcessiveCaching", {"issue_excessive_caching_", "rec_use_nts_"}},
     {"IssueFMA", {"fma_"}},
     {"IssueFloatingPoint", {"libm_function_"}},

@@ -1,0 +1,130 @@
+// The arithmetic detectors on prepared rows: which issue a row gets, with
+// which keys, recommendations in order, confidence, flags and bags. Machine
+// code is decoded from real instruction bytes wherever an encoding exists;
+// texts read as keys with their arguments (see issue_test_support.h).
+
+#include <string>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+#include <gtest/gtest.h>
+
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_div.h"
+#include "tests/discmodels2/recommendations_model/detectors/issue_test_support.h"
+#include "tests/platform/assembler_analysis/decode_helpers.h"
+
+namespace {
+
+using namespace issue_tests;
+using namespace data_models2::issues;
+using assembler_analysis::AssemblerLine;
+using assembler_analysis::AssemblerLines;
+using assembler_analysis::Operand;
+using assembler_analysis::testing::Bytes;
+using assembler_analysis::testing::decode;
+using assembler_analysis::testing::join;
+using system_info::SystemInfo;
+
+std::string line(const std::string& id, unsigned flags, const std::string& title, const std::string& text) {
+  return id + " [" + std::to_string(flags) + "] " + title + " / " + text;
+}
+std::string rec(const std::string& id, int confidence, const std::string& title, const std::string& text,
+                const std::string& bag = "") {
+  return "  " + id + " c" + std::to_string(confidence) + " [8] " + title + " / " + text + (bag.empty() ? "" : " " + bag);
+}
+// A recommendation whose keys follow the id: id_title, and id_text with
+// `textForm` appended ("" for a text without language forms).
+std::string rec(const std::string& id, int confidence, const char* textForm, bool fortran = false,
+                const std::string& bag = "") {
+  return rec(id + (fortran ? "_fortran" : ""), confidence, id + "_title", id + "_text" + textForm, bag);
+}
+std::string issue(const std::string& id, bool fortran = false) {
+  return line(id, fortran ? 129 : 65, id + "_title", id + "_text");
+}
+
+constexpr IMetadata::type_t kInnermostLoop = IMetadata::TypeLoop | IMetadata::TypeInnermost;
+
+// ---- Instructions, as the compilers emit them in such loops.
+const Bytes kLoadB = {0xF2, 0x0F, 0x10, 0x04, 0xC7};              // movsd xmm0, qword ptr [rdi+rax*8]
+const Bytes kStoreA = {0xF2, 0x0F, 0x11, 0x04, 0xC2};             // movsd qword ptr [rdx+rax*8], xmm0
+const Bytes kLoadConstant = {0xF2, 0x0F, 0x10, 0x0D, 0x10, 0, 0, 0};  // movsd xmm1, qword ptr [rip+0x10]
+const Bytes kDivsd = {0xF2, 0x0F, 0x5E, 0xC1};                    // divsd xmm0, xmm1
+const Bytes kDivps = {0x0F, 0x5E, 0xC1};                          // divps xmm0, xmm1
+const Bytes kVdivpsYmm = {0xC5, 0xF4, 0x5E, 0xC2};                // vdivps ymm0, ymm1, ymm2
+const Bytes kSqrtsd = {0xF2, 0x0F, 0x51, 0xC1};                   // sqrtsd xmm0, xmm1
+const Bytes kVsqrtpsYmm = {0xC5, 0xFC, 0x51, 0xC1};               // vsqrtps ymm0, ymm1
+const Bytes kFsqrt = {0xD9, 0xFA};                                // fsqrt: no explicit operand
+const Bytes kIdiv = {0x48, 0xF7, 0xF9};                           // idiv rcx
+const Bytes kMovapsOverDivisor = {0x0F, 0x28, 0xCA};              // movaps xmm1, xmm2
+const Bytes kRcpps = {0x0F, 0x53, 0xC1};                          // rcpps xmm0, xmm1
+const Bytes kRcpss = {0xF3, 0x0F, 0x53, 0xC1};                    // rcpss xmm0, xmm1
+const Bytes kMulsd = {0xF2, 0x0F, 0x59, 0xC1};                    // mulsd xmm0, xmm1
+const Bytes kAddsdProduct = {0xF2, 0x0F, 0x58, 0xD0};             // addsd xmm2, xmm0
+const Bytes kMulpd = {0x66, 0x0F, 0x59, 0xC1};                    // mulpd xmm0, xmm1
+const Bytes kSubpdProduct = {0x66, 0x0F, 0x5C, 0xD0};             // subpd xmm2, xmm0
+const Bytes kVmulpsYmm = {0xC5, 0xF4, 0x59, 0xC2};                // vmulps ymm0, ymm1, ymm2
+const Bytes kVaddpsProductSource = {0xC5, 0xFC, 0x58, 0xDC};      // vaddps ymm3, ymm0, ymm4
+const Bytes kVaddpsProductDestination = {0xC5, 0xE4, 0x58, 0xC4};  // vaddps ymm0, ymm3, ymm4
+const Bytes kVfmadd231sd = {0xC4, 0xE2, 0xF1, 0xB9, 0xC2};        // vfmadd231sd xmm0, xmm1, xmm2
+const Bytes kLoopEnd = {0x48, 0x83, 0xC0, 0x01,                   // add rax, 0x1
+                        0x48, 0x39, 0xF0,                         // cmp rax, rsi
+                        0x75, 0xE0};                              // jnz back
+
+// The loop's code: `body` between a load and the loop's end.
+void code(Rows& r, const row_t& row, const Bytes& body) {
+  r.provider->lines[row.get()] = boost::make_shared<AssemblerLines>(decode(join({kLoadB, body, kStoreA, kLoopEnd})));
+}
+
+// An innermost loop of the Vorex compiler with `flags` and `body` as code.
+sptr_t<FakeRow> loop(Rows& r, const Bytes& body, const std::string& flags = "-O2", const Tweak& tweak = {},
+                     IMetadata::type_t type = kInnermostLoop) {
+  sptr_t<FakeRow> row = r.add(type, [&](CommonData& d) {
+    d.compilerFlags = flags;
+    if (tweak) tweak(d);
+  });
+  code(r, row, body);
+  return row;
+}
+
+// ---------------------------------------------------------------------------
+// Division and square root
+
+const std::string kDivIssue = issue("div_issue");
+const std::string kAddDiv = rec("add_div", 1, "_cpp");
+const std::string kAddSqrt = rec("add_sqrt", 1, "_cpp");
+
+TEST_F(IssueDetectorTest, DivisionAndSquareRoot) {
+  auto withFlags = [](std::string flags) { return [flags](Rows& r) { loop(r, join({kDivsd, kSqrtsd}), flags); }; };
+  runTable(
+      {
+          {"scalar double division", [](Rows& r) { loop(r, kDivsd); }, {kDivIssue, kAddDiv}},
+          {"division and square root, in that order", withFlags("-O2"), {kDivIssue, kAddDiv, kAddSqrt}},
+          {"packed single division in Fortran",
+           [](Rows& r) { loop(r, kDivps, "-O3", [](CommonData& d) { d.isFortran = true; }); },
+           {issue("div_issue", true), rec("add_div", 1, "_fortran", true)}},
+          {"integer division does not count", [](Rows& r) { loop(r, kIdiv); }, {}},
+          {"an x87 square root has no operand yet counts", [](Rows& r) { loop(r, kFsqrt); }, {kDivIssue, kAddSqrt}},
+          {"the division's last operand written later",
+           [](Rows& r) { loop(r, join({kDivsd, kMovapsOverDivisor})); }, {}},
+          {"the division's last operand loaded from a constant",
+           [](Rows& r) { loop(r, join({kLoadConstant, kDivsd})); }, {}},
+          // Either sense of an option is a decision already taken.
+          {"-no-prec-div", withFlags("-O2 -no-prec-div"), {kDivIssue, kAddSqrt}},
+          {"-prec-div", withFlags("-prec-div -O2"), {kDivIssue, kAddSqrt}},
+          {"/Qprec-div-", withFlags("/O2 /Qprec-div-"), {kDivIssue, kAddSqrt}},
+          {"-no-prec-sqrt", withFlags("-O2 -no-prec-sqrt"), {kDivIssue, kAddDiv}},
+          {"/Qprec-sqrt", withFlags("/Qprec-sqrt"), {kDivIssue, kAddDiv}},
+          {"both decided", withFlags("-no-prec-div -prec-sqrt"), {}},
+          {"-fp-model precise", withFlags("-O2 -fp-model precise"), {}},
+          {"-fp-model strict", withFlags("-fp-model strict"), {}},
+          {"/fp:precise", withFlags("/fp:precise"), {}},
+          {"/fp:strict", withFlags("/fp:strict"), {}},
+          {"-fp-model fast leaves it", withFlags("-fp-model fast"), {kDivIssue, kAddDiv, kAddSqrt}},
+          {"AVX-512 code", [](Rows& r) { loop(r, kDivsd, "-O2", [](CommonData& d) { d.isAvx512 = true; }); }, {}},
+          {"not innermost", [](Rows& r) { loop(r, kDivsd, "-O2", {}, IMetadata::TypeLoop); }, {}},
+          {"no code", [](Rows& r) { r.add(kInnermostLoop); }, {}},
+      },
+      [](Rows& r) { return std::make_shared<IssueDIV>(r.provider); });
+}
+
+}  // namespace
