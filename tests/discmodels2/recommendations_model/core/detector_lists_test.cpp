@@ -43,6 +43,7 @@ TEST(DetectorLists, LoopRowsOtherRowsAndTraits) {
   std::vector<std::string> loop = {
       "IssueCDI",                       //  3
       "IssueDIV",                       //  4
+      "IssueFMA",                       //  6
       "IssueTypeConversions",           //  9
       "IssueCompilerDiagnostics",       // 10
       "IssueAssumedDependency",         // 16

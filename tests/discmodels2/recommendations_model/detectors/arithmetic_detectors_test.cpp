@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_div.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
 #include "tests/discmodels2/recommendations_model/detectors/issue_test_support.h"
 #include "tests/platform/assembler_analysis/decode_helpers.h"
 
@@ -125,6 +126,114 @@ TEST_F(IssueDetectorTest, DivisionAndSquareRoot) {
           {"no code", [](Rows& r) { r.add(kInnermostLoop); }, {}},
       },
       [](Rows& r) { return std::make_shared<IssueDIV>(r.provider); });
+}
+
+// ---------------------------------------------------------------------------
+// FMA
+
+// The summary mix under which a scalar loop looks vectorizable.
+void vectorizableMix(Rows& r) { r.model->mixes[MixSummary] = {{9, 10}, {5, 3}, {1, 4}, {45, 1}}; }
+
+const std::string kNoDependencyData = "{no_dependency_disclaimer{=0}}";
+const std::string kDependenciesRun = "{no_dependency_disclaimer{=1}}";
+
+const std::string kFmaIssue = issue("fma_issue");
+const std::string kTargetAvx2 = rec("fma_rec_target_avx2_isa", 1, "");
+const std::string kTargetSpecific = rec("fma_rec_target_specific_isa", 1, "");
+const std::string kEnableFma = rec("fma_rec_explicitly_enable", 1, "");
+std::string enforceFma(const std::string& bag) { return rec("fma_rec_enforce_vec", 1, "_cpp", false, bag); }
+
+const Bytes kScalarPair = join({kMulsd, kAddsdProduct});
+
+// A hand-made line: no compiler emits these memory destinations for a
+// multiply, but the walk's kinds rule is about them.
+AssemblerLine handLine(unsigned classBit, std::vector<std::pair<std::string, unsigned>> operands) {
+  AssemblerLine made;
+  made.setClasses(assembler_analysis::classMaskOfBits({classBit, 38}));
+  for (const auto& [text, kind] : operands) {
+    Operand operand;
+    operand.setText(text);
+    operand.addKinds(kind);
+    operand.setAccess(assembler_analysis::AccessReadWrite);
+    made.addOperand(operand);
+  }
+  return made;
+}
+
+TEST_F(IssueDetectorTest, FusedMultiplyAdd) {
+  auto withFlags = [](std::string flags, Tweak tweak = {}) {
+    return [=](Rows& r) { loop(r, kScalarPair, flags, tweak); };
+  };
+  auto fused = [](Bytes body, int dependency) {
+    return [=](Rows& r) {
+      loop(r, body, "-O2", [=](CommonData& d) { d.dependencyPresence = dependency; });
+      vectorizableMix(r);
+    };
+  };
+  auto memoryProduct = [](bool vectorized) {
+    return [=](Rows& r) {
+      sptr_t<FakeRow> row = r.add(kInnermostLoop, [=](CommonData& d) { d.isVectorized = vectorized; });
+      auto lines = boost::make_shared<AssemblerLines>();
+      lines->push_back(handLine(1, {{"qword ptr [rsp+0x8]", 1}, {"xmm1", 2}}));
+      lines->push_back(handLine(0, {{"xmm2", 2}, {"qword ptr [rsp+0x8]", 1}}));
+      r.provider->lines[row.get()] = lines;
+    };
+  };
+  runTable(
+      {
+          {"scalar multiply then add, no target option", withFlags("-O2"), {kFmaIssue, kTargetAvx2}},
+          {"packed multiply then subtract", [](Rows& r) { loop(r, join({kMulpd, kSubpdProduct})); },
+           {kFmaIssue, kTargetAvx2}},
+          {"three-operand add reading the product",
+           [](Rows& r) { loop(r, join({kVmulpsYmm, kVaddpsProductSource}), "-O2", [](CommonData& d) { d.isVectorized = true; }); },
+           {kFmaIssue, kTargetAvx2}},
+          {"three-operand add writing over the product is no pair",
+           [](Rows& r) { loop(r, join({kVmulpsYmm, kVaddpsProductDestination})); }, {}},
+          {"add before the multiply is no pair", [](Rows& r) { loop(r, join({kAddsdProduct, kMulsd})); }, {}},
+          {"a product in memory pairs in a scalar loop", memoryProduct(false), {kFmaIssue, kTargetAvx2}},
+          {"a product in memory does not pair in a vector loop", memoryProduct(true), {}},
+          {"-xHost", withFlags("-O2 -xHost"), {kFmaIssue, kTargetSpecific}},
+          {"/QxHost", withFlags("/O2 /QxHost"), {kFmaIssue, kTargetSpecific}},
+          {"-xCORE-AVX2 and no strict model", withFlags("-xCORE-AVX2"), {}},
+          {"-axCORE-AVX2", withFlags("-axCORE-AVX2 -fp-model strict"), {kFmaIssue, kEnableFma}},
+          {"-march=core-avx2 with strict model", withFlags("-march=core-avx2 -fp-model strict"), {kFmaIssue, kEnableFma}},
+          {"/arch:CORE-AVX2 with /fp:strict", withFlags("/arch:CORE-AVX2 /fp:strict"), {kFmaIssue, kEnableFma}},
+          {"-xHost with strict model", withFlags("-xHost -fp-model strict"), {kFmaIssue, kTargetSpecific, kEnableFma}},
+          {"-xHost, strict model, -fma", withFlags("-xHost -fp-model strict -fma"), {kFmaIssue, kTargetSpecific}},
+          {"-xHost, strict model, -no-fma", withFlags("-xHost -fp-model strict -no-fma"), {kFmaIssue, kTargetSpecific}},
+          {"strict model without a target option", withFlags("-fp-model strict"), {kFmaIssue, kTargetAvx2}},
+          {"AVX2 code, -xHost and strict model",
+           withFlags("-xHost -fp-model strict", [](CommonData& d) { d.isaType = SystemInfo::IsaAvx2; }),
+           {kFmaIssue, kEnableFma}},
+          {"AVX code gets the target advice",
+           withFlags("-O2", [](CommonData& d) { d.isaType = SystemInfo::IsaAvx; }), {kFmaIssue, kTargetAvx2}},
+          {"scalar fused, dependencies run", fused(kVfmadd231sd, 1), {kFmaIssue, enforceFma(kDependenciesRun)}},
+          {"scalar fused, no dependency data", fused(kVfmadd231sd, 0), {kFmaIssue, enforceFma(kNoDependencyData)}},
+          {"scalar fused, proven dependency", fused(kVfmadd231sd, 2), {}},
+          {"scalar fused, not vectorizable", [](Rows& r) { loop(r, kVfmadd231sd); }, {}},
+          {"fused first: the pair after it is not looked for", fused(join({kVfmadd231sd, kScalarPair}), 1),
+           {kFmaIssue, enforceFma(kDependenciesRun)}},
+          {"pair, then fused", fused(join({kScalarPair, kVfmadd231sd}), 1),
+           {kFmaIssue, enforceFma(kDependenciesRun), kTargetAvx2}},
+          {"Fortran", withFlags("-O2", [](CommonData& d) { d.isFortran = true; }),
+           {issue("fma_issue", true), rec("fma_rec_target_avx2_isa", 1, "", true)}},
+          {"split loop", withFlags("-O2", [](CommonData& d) { d.isSplitLoop = true; }), {}},
+          {"peeled part", withFlags("-O2", [](CommonData& d) { d.isPeelPart = true; }), {}},
+          {"remainder part", withFlags("-O2", [](CommonData& d) { d.isRemainderPart = true; }), {}},
+          {"scalar outer loop", withFlags("-O2", [](CommonData& d) { d.innerLoopCount = 1; }), {}},
+          {"vectorized outer loop",
+           withFlags("-O2", [](CommonData& d) { d.innerLoopCount = 1; d.isVectorized = true; }), {kFmaIssue, kTargetAvx2}},
+          {"another compiler", withFlags("-O2", [](CommonData& d) { d.isVorexCompiler = false; }), {}},
+          {"no code", [](Rows& r) { r.add(kInnermostLoop); }, {}},
+      },
+      [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx2, r.model); });
+
+  // Target advice needs a machine that fuses; vectorizing does not.
+  runTable({{"pair on an AVX machine", withFlags("-O2"), {}},
+            {"fused on an AVX machine", fused(kVfmadd231sd, 1), {kFmaIssue, enforceFma(kDependenciesRun)}}},
+           [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx, r.model); });
+  runTable({{"no survey model", withFlags("-O2"), {}}},
+           [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx2, nullptr); });
 }
 
 }  // namespace
