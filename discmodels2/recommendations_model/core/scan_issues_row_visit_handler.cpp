@@ -9,6 +9,7 @@
 #include "discmodels2/recommendations_model/data/data_provider.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_div.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_reciprocal.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_assumed_dependency.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_cdi.h"
@@ -63,6 +64,7 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   //    1 IssueLoopMisalignment(cpu)         2 IssuePeelRemainder
   //    3 IssueCDI                           4 IssueDIV
   //    5 IssueExcessiveCaching              6 IssueFMA(isa, model)
+  //    7 IssueReciprocal(isa, cpu, model)   8 IssueGatherScatter
   //    9 IssueTypeConversions              10 IssueCompilerDiagnostics
   //   11 IssueSystemFunctions              12 IssueOpenMP
   //   13 IssueFloatingPoint                14 IssueSerializedUserFunctions
@@ -79,6 +81,7 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
       std::make_shared<issues::IssueCDI>(dataProvider),                                           // 3
       std::make_shared<issues::IssueDIV>(dataProvider),                                           // 4
       std::make_shared<issues::IssueFMA>(dataProvider, machineIsa, surveyModel),                  // 6
+      std::make_shared<issues::IssueReciprocal>(dataProvider, machineIsa, machineCpu, surveyModel),  // 7
       std::make_shared<issues::IssueTypeConversions>(dataProvider),                               // 9
       std::make_shared<issues::IssueCompilerDiagnostics>(dataProvider),                           // 10
       std::make_shared<issues::IssueAssumedDependency>(dataProvider),                             // 16

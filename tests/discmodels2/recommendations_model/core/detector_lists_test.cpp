@@ -44,6 +44,7 @@ TEST(DetectorLists, LoopRowsOtherRowsAndTraits) {
       "IssueCDI",                       //  3
       "IssueDIV",                       //  4
       "IssueFMA",                       //  6
+      "IssueReciprocal",                //  7
       "IssueTypeConversions",           //  9
       "IssueCompilerDiagnostics",       // 10
       "IssueAssumedDependency",         // 16

@@ -11,6 +11,7 @@
 
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_div.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_reciprocal.h"
 #include "tests/discmodels2/recommendations_model/detectors/issue_test_support.h"
 #include "tests/platform/assembler_analysis/decode_helpers.h"
 
@@ -234,6 +235,93 @@ TEST_F(IssueDetectorTest, FusedMultiplyAdd) {
            [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx, r.model); });
   runTable({{"no survey model", withFlags("-O2"), {}}},
            [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx2, nullptr); });
+}
+
+// ---------------------------------------------------------------------------
+// Reciprocals
+
+const std::string kReciprocalIssue = issue("issue_reciprocals");
+const std::string kRecompileAvx512 = rec("reciprocals_rec_recompile_with_AVX512", 1, "");
+const std::string kRecompileManyCore = rec("reciprocals_rec_recompile_with_ZQR", 1, "");
+const std::string kFineTune = rec("reciprocals_rec_fine_tune_accuracy", 1, "");
+std::string enforceReciprocals(const std::string& bag) {
+  return rec("rec_reciprocals_enforce_vec", 1, "_cpp", false, bag);
+}
+
+auto reciprocalMaker(SystemInfo::IsaExtensions isa, SystemInfo::CPUType cpu = SystemInfo::CpuUnknown) {
+  return [=](Rows& r) { return std::make_shared<IssueReciprocal>(r.provider, isa, cpu, r.model); };
+}
+
+TEST_F(IssueDetectorTest, Reciprocals) {
+  auto packed = [](std::string flags, Tweak tweak = {}) {
+    return [=](Rows& r) { loop(r, kVdivpsYmm, flags, tweak); };
+  };
+  auto avx512Code = [](CommonData& d) { d.isAvx512 = true; };
+  auto scalar = [](Bytes body, int dependency) {
+    return [=](Rows& r) {
+      loop(r, body, "-O2", [=](CommonData& d) { d.dependencyPresence = dependency; });
+      vectorizableMix(r);
+    };
+  };
+  runTable(
+      {
+          {"packed division, no target option", packed("-O2"), {kReciprocalIssue, kRecompileAvx512}},
+          {"packed square root", [](Rows& r) { loop(r, kVsqrtpsYmm); }, {kReciprocalIssue, kRecompileAvx512}},
+          {"packed division, AVX-512 target", packed("-xCORE-AVX512"), {}},
+          {"packed division, AVX-512 code path", packed("-axCOMMON-AVX512"), {}},
+          {"AVX-512 code under an accuracy option", packed("-xCORE-AVX512 -fimf-precision=high", avx512Code),
+           {kReciprocalIssue, kFineTune}},
+          {"every accuracy option family counts", packed("-xCORE-AVX512 /Qprec-sqrt", avx512Code),
+           {kReciprocalIssue, kFineTune}},
+          {"AVX-512 code without an accuracy option", packed("-xCORE-AVX512", avx512Code), {}},
+          {"packed reciprocal present", [](Rows& r) { loop(r, join({kVdivpsYmm, kRcpps})); }, {}},
+          {"scalar division, vectorizable, dependencies run", scalar(kDivsd, 1),
+           {kReciprocalIssue, enforceReciprocals(kDependenciesRun)}},
+          {"scalar division and a scalar reciprocal", scalar(join({kDivsd, kRcpss}), 0),
+           {kReciprocalIssue, enforceReciprocals(kNoDependencyData)}},
+          {"scalar division, proven dependency", scalar(kDivsd, 2), {}},
+          {"scalar division, not vectorizable", [](Rows& r) { loop(r, kDivsd); }, {}},
+          {"scalar and packed division, vectorizable", scalar(join({kDivsd, kVdivpsYmm}), 1),
+           {kReciprocalIssue, enforceReciprocals(kDependenciesRun), kRecompileAvx512}},
+          {"no division", [](Rows& r) { loop(r, kMulsd); }, {}},
+          {"integer division", [](Rows& r) { loop(r, kIdiv); }, {}},
+          {"Fortran", packed("-O2", [](CommonData& d) { d.isFortran = true; }),
+           {issue("issue_reciprocals", true), rec("reciprocals_rec_recompile_with_AVX512", 1, "", true)}},
+          {"peeled part", [](Rows& r) { loop(r, kVdivpsYmm, "-O2", {}, kInnermostLoop | IMetadata::TypePeelPart); }, {}},
+          {"remainder part",
+           [](Rows& r) { loop(r, kVdivpsYmm, "-O2", {}, kInnermostLoop | IMetadata::TypeRemainderPart); }, {}},
+          {"scalar outer loop", packed("-O2", [](CommonData& d) { d.innerLoopCount = 2; }), {}},
+          {"another compiler", packed("-O2", [](CommonData& d) { d.isVorexCompiler = false; }), {}},
+          {"no metadata",
+           [](Rows& r) {
+             sptr_t<FakeRow> row = r.addWithoutMetadata();
+             code(r, row, kVdivpsYmm);
+           },
+           {}},
+          {"no code", [](Rows& r) { r.add(kInnermostLoop); }, {}},
+      },
+      reciprocalMaker(SystemInfo::IsaAvx512));
+
+  runTable(
+      {
+          {"many-core machine, no option", packed("-O2"), {kReciprocalIssue, kRecompileManyCore}},
+          {"many-core machine, many-core target", packed("-xZQR-AVX512"), {}},
+          {"many-core machine, other AVX-512 target", packed("-xCORE-AVX512"), {kReciprocalIssue, kRecompileManyCore}},
+      },
+      reciprocalMaker(SystemInfo::IsaAvx512, SystemInfo::CpuManyCore));
+
+  // Collected below AVX-512: only the accuracy advice for AVX-512 code.
+  runTable(
+      {
+          {"packed division", packed("-O2"), {}},
+          {"AVX-512 code under an accuracy option", packed("-fp-model precise", avx512Code), {kReciprocalIssue, kFineTune}},
+          {"scalar division, vectorizable", scalar(kDivsd, 1), {}},
+      },
+      reciprocalMaker(SystemInfo::IsaAvx2));
+
+  runTable({{"no survey model", packed("-O2"), {}}}, [](Rows& r) {
+    return std::make_shared<IssueReciprocal>(r.provider, SystemInfo::IsaAvx512, SystemInfo::CpuUnknown, nullptr);
+  });
 }
 
 }  // namespace

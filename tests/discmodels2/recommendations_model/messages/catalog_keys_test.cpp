@@ -192,7 +192,6 @@ const ahead_t kWrittenAhead[] = {
     {"IssueLoopMisalignment", {"align_loop_", "loop_misalignment_"}},
     {"IssueOpenMP", {"omp_prevents_vect_"}},
     {"IssuePeelRemainder", {"peel_remainder_", "rec_peel_remainder_"}},
-    {"IssueReciprocal", {"issue_reciprocals_", "rec_reciprocals_", "reciprocals_rec_"}},
     {"IssueRegistersPressure", {"registers_pressure_"}},
     {"IssueSTLAlgorithms", {"issue_stl_algorithms", "rec_use_parallel_stl"}},
     {"IssueSerializedUserFunctions", {"serialized_user_function_"}},
