@@ -8,6 +8,7 @@
 #include "discmodels2/recommendations_model/core/get_children.h"
 #include "discmodels2/recommendations_model/data/data_provider.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_div.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_floating_point.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_reciprocal.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
@@ -84,6 +85,7 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
       std::make_shared<issues::IssueReciprocal>(dataProvider, machineIsa, machineCpu, surveyModel),  // 7
       std::make_shared<issues::IssueTypeConversions>(dataProvider),                               // 9
       std::make_shared<issues::IssueCompilerDiagnostics>(dataProvider),                           // 10
+      std::make_shared<issues::IssueFloatingPoint>(dataProvider),                                 // 13
       std::make_shared<issues::IssueAssumedDependency>(dataProvider),                             // 16
       std::make_shared<issues::IssuePotentialVectorizability>(dataProvider, surveyModel),         // 17
       std::make_shared<issues::IssueNeedForSimd>(dataProvider, machineIsa, machineCpu, hasTripCounts,

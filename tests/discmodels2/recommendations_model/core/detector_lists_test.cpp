@@ -47,6 +47,7 @@ TEST(DetectorLists, LoopRowsOtherRowsAndTraits) {
       "IssueReciprocal",                //  7
       "IssueTypeConversions",           //  9
       "IssueCompilerDiagnostics",       // 10
+      "IssueFloatingPoint",             // 13
       "IssueAssumedDependency",         // 16
       "IssuePotentialVectorizability",  // 17
       "IssueNeedForSimd",               // 22

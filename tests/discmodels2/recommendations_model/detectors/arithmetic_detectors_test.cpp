@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_div.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_floating_point.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_reciprocal.h"
 #include "tests/discmodels2/recommendations_model/detectors/issue_test_support.h"
@@ -322,6 +323,165 @@ TEST_F(IssueDetectorTest, Reciprocals) {
   runTable({{"no survey model", packed("-O2"), {}}}, [](Rows& r) {
     return std::make_shared<IssueReciprocal>(r.provider, SystemInfo::IsaAvx512, SystemInfo::CpuUnknown, nullptr);
   });
+}
+
+// ---------------------------------------------------------------------------
+// Floating point and the math library
+
+const std::string kLibmIssue = issue("libm_function_issue");
+const std::string kInlining = rec("libm_function_rec_enable_inlining", 1, "_cpp");
+const std::string kPrecise = rec("libm_function_rec_precise", 3, "");
+const std::string kStrict = rec("libm_function_rec_strict", 3, "");
+const std::string kTqml = rec("libm_function_rec_tqml_gcc", 3, "_cpp");
+const std::string kNewGlibc = rec("libm_function_rec_new_glibc", 1, "_cpp");
+
+struct MathLoop {
+  std::string compiler = "vorex c++ 2024.0";
+  std::string flags = "-O2";
+  std::set<data_models2::GlibcVer> glibc = {};
+  bool libmvec = true;
+};
+
+sptr_t<FakeRow> mathLoop(Rows& r, const MathLoop& m, const Tweak& tweak = {}) {
+  return r.add(kInnermostLoop, [&](CommonData& d) {
+    d.fieldPresence[CompilerFlags] = true;
+    d.callsMathLibrary = true;
+    d.compilerName = m.compiler;
+    d.compilerFlags = m.flags;
+    d.glibcVersions = m.glibc;
+    d.callsLibmvec = m.libmvec;
+    if (tweak) tweak(d);
+  });
+}
+
+TEST_F(IssueDetectorTest, FloatingPointAndMathLibrary) {
+  auto math = [](MathLoop m, Tweak tweak = {}) { return [=](Rows& r) { mathLoop(r, m, tweak); }; };
+  auto gcc = [](std::set<data_models2::GlibcVer> glibc, bool libmvec) {
+    return MathLoop{.compiler = "gnu c++17 12.2.0", .flags = "-O3", .glibc = glibc, .libmvec = libmvec};
+  };
+  runTable(
+      {
+          {"Vorex, nothing to change", math({}), {}},
+          {"-Ob0", math({.flags = "-O2 -Ob0"}), {kLibmIssue, kInlining}},
+          {"-inline-level=0", math({.flags = "-inline-level=0"}), {kLibmIssue, kInlining}},
+          {"-Ob0 on a vectorized loop", math({.flags = "-Ob0"}, [](CommonData& d) { d.isVectorized = true; }), {}},
+          {"-fp-model precise", math({.flags = "-fp-model precise"}), {kLibmIssue, kPrecise}},
+          {"/fp:precise", math({.flags = "/fp:precise"}), {kLibmIssue, kPrecise}},
+          {"precise with fast transcendentals", math({.flags = "-fp-model precise -fast-transcendentals"}), {}},
+          {"precise with /Qfast-transcendentals", math({.flags = "/fp:precise /Qfast-transcendentals"}), {}},
+          {"precise on a type 512 row", math({.flags = "-fp-model precise"}, [](CommonData& d) { d.typeFlag512 = true; }),
+           {}},
+          {"-fp-model strict", math({.flags = "-fp-model strict"}), {kLibmIssue, kStrict}},
+          {"/fp:strict", math({.flags = "/fp:strict"}), {kLibmIssue, kStrict}},
+          {"/fp-model strict lacks the minus", math({.flags = "/fp-model strict"}), {}},
+          {"all in order", math({.flags = "-Ob0 -fp-model precise -fp-model strict"}),
+           {kLibmIssue, kInlining, kPrecise, kStrict}},
+          {"GCC, C library 2.31 with libmvec", math(gcc({{2, 31}}, true)), {kLibmIssue, kTqml}},
+          {"GCC, C library 2.22 with libmvec", math(gcc({{2, 22}}, true)), {kLibmIssue, kTqml}},
+          {"GCC, C library 2.21 with libmvec", math(gcc({{2, 21}}, true)), {kLibmIssue, kTqml, kNewGlibc}},
+          {"GCC, C library 1.99", math(gcc({{1, 99}}, true)), {kLibmIssue, kTqml, kNewGlibc}},
+          {"GCC, C libraries 2.17 and 3.0", math(gcc({{2, 17}, {3, 0}}, true)), {kLibmIssue, kTqml}},
+          {"GCC, no C library known", math(gcc({}, true)), {kLibmIssue, kTqml, kNewGlibc}},
+          {"GCC, C library 2.22 without libmvec calls", math(gcc({{2, 22}}, false)), {kLibmIssue, kTqml, kNewGlibc}},
+          {"GCC with -Ob0 and strict model", math({.compiler = "gnu c 12", .flags = "-Ob0 -fp-model strict", .glibc = {{2, 35}}}),
+           {kLibmIssue, kInlining, kStrict, kTqml}},
+          {"GCC Fortran", math(gcc({{2, 17}}, false), [](CommonData& d) { d.isFortran = true; }),
+           {issue("libm_function_issue", true), rec("libm_function_rec_tqml_gcc", 3, "_fortran", true),
+            rec("libm_function_rec_new_glibc", 1, "_fortran", true)}},
+          {"another compiler with an old C library", math({.compiler = "clang 17", .glibc = {{2, 17}}, .libmvec = false}),
+           {}},
+          {"no compile options recorded",
+           math(gcc({}, false), [](CommonData& d) { d.fieldPresence[CompilerFlags] = false; }), {}},
+          {"not innermost", math(gcc({}, false), [](CommonData& d) { d.isInnermostLoop = false; }), {}},
+          {"no math calls", math(gcc({}, false), [](CommonData& d) { d.callsMathLibrary = false; }), {}},
+      },
+      [](Rows& r) { return std::make_shared<IssueFloatingPoint>(r.provider); });
+}
+
+// ---------------------------------------------------------------------------
+// Loops as gcc 12 and clang compile them (-fno-math-errno unless said): the
+// bytes of each loop body, from the first instruction to the backward jump.
+
+Bytes hexBytes(const std::string& hex) {
+  Bytes bytes;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) bytes.push_back(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return bytes;
+}
+
+// double a[i] = b[i] / c[i], gcc -O2
+const char* kGccO2Div = "f20f1004c6f20f5e04c2f20f1104c74883c0014839c175e8";
+// float a[i] = sqrtf(b[i]), gcc -O2
+const char* kGccO2Sqrt = "f30f100486f30f51c0f30f1104874883c0014839c275e9";
+// y[i] = a * x[i] + y[i] in double, gcc -O2
+const char* kGccO2Axpy = "f20f100cc6f20f59c8f20f580cc7f20f110cc74883c0014839c275e4";
+// the same, gcc -O3 -mavx2: vmulpd, then vaddpd reads the product
+const char* kGccAvx2Axpy = "c5ed590c06c5f5580c01c5fd110c014883c0204839c775e8";
+// the same, gcc -O3 -mavx2 -mfma: vfmadd213pd
+const char* kGccFmaAxpy = "c5fd100c06c4e2eda80c01c5fd110c014883c0204839c775e7";
+// double division, gcc -O3 -mavx2: vdivpd ymm
+const char* kGccAvx2Div = "c5fd100c06c5f55e0402c5fd1104074883c0204c39c075e8";
+// double division, clang -O3 -mavx2: two vdivpd ymm a trip
+const char* kClangAvx2Div =
+    "c4a17d1004cec4a17d5e04cac4a17d104cce20c4a1755e4cca20c4a17d1104cfc4a17d114ccf204983c1084983c2fe75cf";
+// r[i] = a[i] / sqrtf(b[i]), gcc -O3 -mavx2 -mfma -ffast-math: vrsqrtps and a
+// Newton step with vfmadd132ps instead of the division and the root
+const char* kGccFastRsqrt =
+    "c5fc520c02c5f4590402c4e26598c1c5f459cac5fc59c1c5fc590406c5fc1104074883c0204c39c075d6";
+// float sqrtf, gcc -O3 -mavx512f: vsqrtps zmm
+const char* kGccAvx512Sqrt = "62f17c4851040662f17c481104074883c0404839c175e9";
+
+struct Compiled {
+  const char* name;
+  const char* hex;
+  bool vectorized;
+  const char* flags;
+  bool avx512Code;
+  std::vector<std::string> div, fma, reciprocal;
+};
+
+TEST_F(IssueDetectorTest, LoopsCompiledByGccAndClang) {
+  const std::vector<Compiled> loops = {
+      {"gcc -O2 division", kGccO2Div, false, "-O2", false, {kDivIssue, kAddDiv}, {}, {}},
+      {"gcc -O2 square root", kGccO2Sqrt, false, "-O2", false, {kDivIssue, kAddSqrt}, {}, {}},
+      {"gcc -O2 multiply-add", kGccO2Axpy, false, "-O2", false, {}, {kFmaIssue, kTargetAvx2}, {}},
+      {"gcc AVX2 multiply-add", kGccAvx2Axpy, true, "-O3", false, {}, {kFmaIssue, kTargetAvx2}, {}},
+      {"gcc AVX2 with FMA", kGccFmaAxpy, true, "-O3 -xCORE-AVX2", false, {}, {}, {}},
+      {"gcc AVX2 division", kGccAvx2Div, true, "-O3", false, {kDivIssue, kAddDiv}, {}, {kReciprocalIssue, kRecompileAvx512}},
+      {"clang AVX2 division", kClangAvx2Div, true, "-O3", false, {kDivIssue, kAddDiv}, {},
+       {kReciprocalIssue, kRecompileAvx512}},
+      {"gcc fast-math reciprocal square root", kGccFastRsqrt, true, "-O3", false, {}, {}, {}},
+      {"gcc AVX-512 square root", kGccAvx512Sqrt, true, "-xCORE-AVX512 -fp-model precise", true, {}, {},
+       {kReciprocalIssue, kFineTune}},
+  };
+  for (const Compiled& c : loops) {
+    SCOPED_TRACE(c.name);
+    auto build = [&c](Rows& r) {
+      sptr_t<FakeRow> row = r.add(kInnermostLoop, [&c](CommonData& d) {
+        d.compilerFlags = c.flags;
+        d.isVectorized = c.vectorized;
+        d.isAvx512 = c.avx512Code;
+      });
+      r.provider->lines[row.get()] = boost::make_shared<AssemblerLines>(decode(hexBytes(c.hex)));
+    };
+    runTable({{"IssueDIV", build, c.div}}, [](Rows& r) { return std::make_shared<IssueDIV>(r.provider); });
+    runTable({{"IssueFMA", build, c.fma}},
+             [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx512, r.model); });
+    runTable({{"IssueReciprocal", build, c.reciprocal}}, reciprocalMaker(SystemInfo::IsaAvx512));
+  }
+}
+
+TEST_F(IssueDetectorTest, ArithmeticDetectorsWithoutRowOrProvider) {
+  auto provider = std::make_shared<IssueProvider>();
+  Rows rows(provider);
+  const row_t row = loop(rows, kVdivpsYmm);
+  const std::vector<std::shared_ptr<IssueDetector>> detectors = {
+      std::make_shared<IssueDIV>(nullptr),
+      std::make_shared<IssueFMA>(nullptr, SystemInfo::IsaAvx2, rows.model),
+      std::make_shared<IssueReciprocal>(nullptr, SystemInfo::IsaAvx512, SystemInfo::CpuUnknown, rows.model),
+      std::make_shared<IssueFloatingPoint>(nullptr),
+  };
+  for (const auto& detector : detectors) EXPECT_TRUE(run(*detector, row).empty());
+  EXPECT_TRUE(run(IssueDIV(provider), row_t()).empty());
 }
 
 }  // namespace

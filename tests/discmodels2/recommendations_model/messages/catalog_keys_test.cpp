@@ -184,7 +184,6 @@ struct ahead_t {
 };
 const ahead_t kWrittenAhead[] = {
     {"IssueExcessiveCaching", {"issue_excessive_caching_", "rec_use_nts_"}},
-    {"IssueFloatingPoint", {"libm_function_"}},
     {"IssueGatherScatter", {"gather_scatter_"}},
     {"IssueIndirectCalls", {"indirect_call_"}},
     {"IssueInefficientAccessPatterns", {"inefficient_MAP_"}},
