@@ -20,8 +20,7 @@ const class_mask_t kDivideClass = classMaskOfBits({3});
 const class_mask_t kSquareRootClass = classMaskOfBits({10});
 const class_mask_t kMoveClass = classMaskOfBits({6});
 
-// An immediate or a fixed address: a move from either puts a constant into
-// the register, so the division's value there is gone.
+// An immediate or a fixed address: a move from either loads a constant.
 constexpr unsigned kConstantSourceKinds = 12;
 
 // Each list is one option family; hasAnyOfCompilerFlags keeps its compiled
@@ -54,9 +53,9 @@ bool IssueDIV::detect(row_t row, IssueList issues) const {
                                          translate("div_issue_text"), kIssuePriority, issueFlags(data, kIssueClass),
                                          variant_bag_t());
 
-  // The operand texts of divisions whose value still matters. The target is
-  // taken from the last operand, and a later line that writes its first
-  // operand over one of them takes it out again.
+  // Divisions are tracked by their last operand. A later line whose first
+  // operand is a tracked one takes it out again, a second division into it
+  // included.
   std::set<std::string> divisionTargets;
   bool hasSqrt = false;
   for (const AssemblerLine& line : *lines) {

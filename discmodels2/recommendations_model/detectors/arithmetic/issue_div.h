@@ -10,8 +10,10 @@ namespace data_models2::issues {
 ///
 /// Skips loops built under a strict or precise floating-point model and
 /// AVX-512 code: there the exact forms are either required or already cheap.
-/// Skips a division whose result is overwritten by a later instruction, and
-/// one whose value is reloaded from a constant, as nothing is gained there.
+/// A division is tracked by the text of its last operand (in Intel order the
+/// divisor): it no longer counts once a later instruction writes that
+/// operand, or a move loads it from a constant (a division by a literal,
+/// which the compiler handles on its own).
 /// An option of the division or square root family in either sense means
 /// the user has decided, and that recommendation is left out.
 class IssueDIV : public IssueDetector {
