@@ -8,6 +8,10 @@
 #include "discmodels2/recommendations_model/core/get_children.h"
 #include "discmodels2/recommendations_model/data/data_provider.h"
 #include "discmodels2/recommendations_model/data/field_retriever.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_div.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_floating_point.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_reciprocal.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_assumed_dependency.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_cdi.h"
@@ -78,8 +82,12 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   // there is a survey model.
   loopDetectors = {
       std::make_shared<issues::IssueCDI>(dataProvider),                                           // 3
+      std::make_shared<issues::IssueDIV>(dataProvider),                                           // 4
+      std::make_shared<issues::IssueFMA>(dataProvider, machineIsa, surveyModel),                  // 6
+      std::make_shared<issues::IssueReciprocal>(dataProvider, machineIsa, machineCpu, surveyModel),  // 7
       std::make_shared<issues::IssueTypeConversions>(dataProvider),                               // 9
       std::make_shared<issues::IssueCompilerDiagnostics>(dataProvider),                           // 10
+      std::make_shared<issues::IssueFloatingPoint>(dataProvider),                                 // 13
       std::make_shared<issues::IssueAssumedDependency>(dataProvider),                             // 16
       std::make_shared<issues::IssuePotentialVectorizability>(dataProvider, surveyModel),         // 17
       std::make_shared<issues::IssueNeedForSimd>(dataProvider, machineIsa, machineCpu, hasTripCounts,

@@ -42,8 +42,12 @@ TEST(DetectorLists, LoopRowsOtherRowsAndTraits) {
 
   std::vector<std::string> loop = {
       "IssueCDI",                       //  3
+      "IssueDIV",                       //  4
+      "IssueFMA",                       //  6
+      "IssueReciprocal",                //  7
       "IssueTypeConversions",           //  9
       "IssueCompilerDiagnostics",       // 10
+      "IssueFloatingPoint",             // 13
       "IssueAssumedDependency",         // 16
       "IssuePotentialVectorizability",  // 17
       "IssueNeedForSimd",               // 22

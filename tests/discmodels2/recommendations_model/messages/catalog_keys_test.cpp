@@ -183,10 +183,7 @@ struct ahead_t {
   std::vector<std::string> prefixes;
 };
 const ahead_t kWrittenAhead[] = {
-    {"IssueDIV", {"add_div_", "add_sqrt_", "div_issue_"}},
     {"IssueExcessiveCaching", {"issue_excessive_caching_", "rec_use_nts_"}},
-    {"IssueFMA", {"fma_"}},
-    {"IssueFloatingPoint", {"libm_function_"}},
     {"IssueGatherScatter", {"gather_scatter_"}},
     {"IssueIndirectCalls", {"indirect_call_"}},
     {"IssueInefficientAccessPatterns", {"inefficient_MAP_"}},
@@ -194,7 +191,6 @@ const ahead_t kWrittenAhead[] = {
     {"IssueLoopMisalignment", {"align_loop_", "loop_misalignment_"}},
     {"IssueOpenMP", {"omp_prevents_vect_"}},
     {"IssuePeelRemainder", {"peel_remainder_", "rec_peel_remainder_"}},
-    {"IssueReciprocal", {"issue_reciprocals_", "rec_reciprocals_", "reciprocals_rec_"}},
     {"IssueRegistersPressure", {"registers_pressure_"}},
     {"IssueSTLAlgorithms", {"issue_stl_algorithms", "rec_use_parallel_stl"}},
     {"IssueSerializedUserFunctions", {"serialized_user_function_"}},
