@@ -614,7 +614,7 @@ TEST_F(IssuesDumperTest, CancelledProgressWritesAndAssignsNothing) {
 }
 
 TEST_F(IssuesDumperTest, DumpReplacesOldFileInOneStep) {
-  writeFile(report(), "left over from a crashed run");
+  writeFile(report(), "<?xml version=\"1.0\"?>\n<issues_report version=\"1\" rows=\"9\" fingerprint=\"0\">");
   auto dataset = makeDataset();
   populate(*dataset);
   RecordingProgress progress;
@@ -622,6 +622,16 @@ TEST_F(IssuesDumperTest, DumpReplacesOldFileInOneStep) {
   EXPECT_EQ(progress.steps_, 5);
   EXPECT_EQ(listing(), std::vector<std::string>{"issues.xml"});
   EXPECT_EQ(readFile(report()).rfind("<?xml", 0), 0u);
+}
+
+// A file in the report's place that is not a report of ours may be the
+// user's: it is never overwritten.
+TEST_F(IssuesDumperTest, DumpLeavesAFileThatIsNotAReport) {
+  writeFile(report(), "notes I keep beside the result");
+  auto dataset = makeDataset();
+  populate(*dataset);
+  EXPECT_FALSE(dumper(dataset, nullptr).dumpIssuesReport());
+  EXPECT_EQ(readFile(report()), "notes I keep beside the result");
 }
 
 struct DumpFailure {

@@ -224,7 +224,8 @@ TEST_F(IssuesTaskTest, ChoosesBetweenReportFileAndScan) {
       {"file known to be actual: load", File::Valid, true, false, true, false, "stored", "stored"},
       {"frozen result: load", File::Valid, false, true, true, false, "stored", "stored"},
       {"stale file is ignored and overwritten", File::Valid, false, false, true, true, "scanned", "scanned"},
-      {"file that will not load: scan", File::Garbage, true, false, true, true, "scanned", "scanned"},
+      // Not a report of ours: it may be the user's, and is never overwritten.
+      {"file that will not load: scan", File::Garbage, true, false, true, true, "scanned", "<none>"},
       {"no engine: nothing at all", File::None, false, false, false, false, "<none>", "<none>"},
   };
   for (const Case& c : cases) {
