@@ -206,12 +206,26 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
 
   sptr_t<IDataset> bottomUp = models.surveyModel->getDataset(BottomUp);
   if (options.format == ReportFormat::Xml) {
-    const std::string path =
-        options.reportOutput.empty() ? (fs::path(resultDir) / kReportFileName).string() : options.reportOutput;
+    const std::string stored = (fs::path(resultDir) / kReportFileName).string();
+    const std::string path = options.reportOutput.empty() ? stored : options.reportOutput;
     std::string refusal;
     if (!data_models2::ReportFile::mayReplace(path, refusal)) {
       err << "nimbex-cl: " << path << ": " << refusal << "; left as it is, the report is not written\n";
       return ExitFailure;
+    }
+    // The task has read or written the result's report already: it is not
+    // built a second time, only copied when asked for elsewhere.
+    if (engine && engine->lastReportMatchesRows()) {
+      if (path != stored) {
+        std::string text;
+        std::string error;
+        if (!data_models2::ReportFile::read(stored, text) || !foundation::write_file_atomically(path, text, error)) {
+          err << "nimbex-cl: " << path << ": could not write the report" << (error.empty() ? "" : ": " + error) << "\n";
+          return ExitFailure;
+        }
+      }
+      if (options.verbose) err << "nimbex-cl: " << path << " holds the findings\n";
+      return ExitOk;
     }
     data_models2::IssuesDumper<data_models2::DefaultDumpPolicy> dumper(bottomUp, nullptr);
     dumper.setFilename(path);

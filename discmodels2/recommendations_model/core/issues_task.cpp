@@ -130,6 +130,7 @@ void IssuesTask::DoTask() {
   // reportOk stays false here on purpose, see TaskFinished.
   if (canLoadFromFile() && dumper.assignIssuesReport()) {
     origin_.store(FindingsOrigin::ReportFile, std::memory_order_release);
+    reportMatches_.store(true, std::memory_order_release);
     return;
   }
 
@@ -148,10 +149,11 @@ void IssuesTask::DoTask() {
 
   if (useExternalDetection) {
     reportOk = dumper.assignIssuesReport();
-    return;
+  } else {
+    if (!resultController) return;
+    reportOk = dumper.dumpIssuesReport();
   }
-  if (!resultController) return;
-  reportOk = dumper.dumpIssuesReport();
+  reportMatches_.store(reportOk, std::memory_order_release);
 }
 
 sptr_t<ScanIssuesRowVisitHandler> IssuesTask::makeScanHandler() const {

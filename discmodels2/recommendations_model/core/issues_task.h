@@ -82,6 +82,9 @@ class IssuesTask : public BaseLongOperationTask {
   unsigned lastRecommendationCount() const { return lastRecommendationCount_.load(std::memory_order_acquire); }
   /// The way DoTask took; None before it ran or when it did nothing.
   FindingsOrigin findingsOrigin() const { return origin_.load(std::memory_order_acquire); }
+  /// The report file holds exactly the findings now on the rows: it was
+  /// read, or written, by this task.
+  bool reportMatchesRows() const { return reportMatches_.load(std::memory_order_acquire); }
   /// Why the scan failed, naming the row; empty when it did not. A failed
   /// scan finishes the task as LoadFailed and writes no report. Valid once
   /// the task has stopped.
@@ -114,6 +117,7 @@ class IssuesTask : public BaseLongOperationTask {
   mutable std::atomic<unsigned> lastIssueCount_{0};
   mutable std::atomic<unsigned> lastRecommendationCount_{0};
   std::atomic<FindingsOrigin> origin_{FindingsOrigin::None};
+  std::atomic<bool> reportMatches_{false};
   mutable std::mutex failureMutex_;
   mutable std::string scanFailure_;
 };

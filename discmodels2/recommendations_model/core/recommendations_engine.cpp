@@ -195,6 +195,9 @@ void RecommendationsEngine::onIssuesTaskStopped(const BaseLongOperationTask* tas
   if (const auto* issuesTask = dynamic_cast<const IssuesTask*>(task)) {
     lastOrigin.store(static_cast<int>(issuesTask->findingsOrigin()), std::memory_order_release);
     failure = issuesTask->scanFailure();
+    lastReportMatches.store(issuesTask->reportMatchesRows(), std::memory_order_release);
+  } else {
+    lastReportMatches.store(false, std::memory_order_release);
   }
   {
     std::lock_guard<std::mutex> lock(failureMutex);

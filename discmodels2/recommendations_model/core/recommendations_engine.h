@@ -113,6 +113,9 @@ class RecommendationsEngine : public foundation::subscriber_base_t, public data_
   /// Why the scan of the last finished task failed, naming the row; empty
   /// when it did not fail.
   std::string lastScanFailure() const;
+  /// The last finished task read or wrote the report file, which therefore
+  /// holds exactly the findings on the rows.
+  bool lastReportMatchesRows() const { return lastReportMatches.load(std::memory_order_acquire); }
 
  protected:
   /// Schedules a new task, for a host that wants findings. False when the
@@ -158,6 +161,7 @@ class RecommendationsEngine : public foundation::subscriber_base_t, public data_
   std::string tasksGroupName;
   std::atomic<bool> cacheActual{false};
   std::atomic<int> lastOrigin{0};
+  std::atomic<bool> lastReportMatches{false};
   mutable std::mutex failureMutex;
   std::string lastFailure;
   mutable boost::recursive_mutex mutex;

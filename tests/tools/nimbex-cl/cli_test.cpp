@@ -398,3 +398,28 @@ TEST_F(CliTest, BrokenInputIsAnsweredAndLeftAsItWas) {
 }
 
 }  // namespace
+
+namespace {
+
+ino_t inodeOf(const fs::path& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
+}
+
+// A report is written once: a run whose findings come from the stored report
+// leaves it alone, and asking for it elsewhere copies it.
+TEST_F(CliTest, TheReportIsWrittenOnce) {
+  const fs::path result = copyExample("basic");
+  ASSERT_EQ(run("-report issues -project-dir " + project() + " --exp-dir basic -format=xml").exitCode, 0);
+  const ino_t first = inodeOf(result / "issues.xml");
+  ASSERT_NE(first, 0u);
+
+  const fs::path copy = dir_ / "copy.xml";
+  ToolRun cached = run("-report issues -project-dir " + project() + " --exp-dir basic -format=xml --report-output '" +
+                       copy.string() + "'");
+  ASSERT_EQ(cached.exitCode, 0) << cached.err;
+  EXPECT_EQ(inodeOf(result / "issues.xml"), first) << "the stored report was written again";
+  EXPECT_EQ(slurp(copy), slurp(result / "issues.xml"));
+}
+
+}  // namespace
