@@ -20,6 +20,7 @@
 #include <simdjson.h>
 
 #include "platform/foundation/atomic_file.h"
+#include "platform/foundation/json_reader.h"
 #include "platform/foundation/json_writer.h"
 
 namespace configuration {
@@ -55,81 +56,6 @@ std::string format(const values_t& values) {
   return out;
 }
 
-/// One typed value; false for one this code can't read, such as an
-/// integer outside its kind's range (a damaged entry, not something to
-/// truncate silently).
-bool readValue(simdjson::dom::element e, variant_t& out) {
-  using simdjson::dom::element_type;
-  switch (e.type()) {
-    case element_type::INT64: out = variant_t(e.get_int64().value_unsafe()); return true;
-    case element_type::DOUBLE: out = variant_t(e.get_double().value_unsafe()); return true;
-    case element_type::BOOL: out = variant_t(e.get_bool().value_unsafe()); return true;
-    case element_type::STRING: out = variant_t(e.get_string().value_unsafe()); return true;
-    case element_type::OBJECT: break;
-    default: return false;  // null, arrays, integers beyond i64
-  }
-  simdjson::dom::object object = e.get_object().value_unsafe();
-  if (object.size() != 1) return false;
-  const auto entry = *object.begin();
-  variant_t::type_t kind;
-  if (!variant_t::type_from_name(entry.key, kind)) return false;
-  const simdjson::dom::element payload = entry.value;
-  switch (kind) {
-    case variant_t::t_empty: return false;
-    case variant_t::t_bool: {
-      bool b = false;
-      if (payload.get_bool().get(b) != simdjson::SUCCESS) return false;
-      out = variant_t(b);
-      return true;
-    }
-    case variant_t::t_text: {
-      std::string_view text;
-      if (payload.get_string().get(text) != simdjson::SUCCESS) return false;
-      out = variant_t(text);
-      return true;
-    }
-    case variant_t::t_f32:
-    case variant_t::t_f64: {
-      double d = 0.0;
-      if (payload.get_double().get(d) != simdjson::SUCCESS) return false;
-      if (kind == variant_t::t_f32 && std::fabs(d) > std::numeric_limits<float>::max()) return false;
-      out = kind == variant_t::t_f32 ? variant_t(static_cast<float>(d)) : variant_t(d);
-      return true;
-    }
-    default: break;
-  }
-  if (payload.type() == element_type::UINT64) {
-    const std::uint64_t raw = payload.get_uint64().value_unsafe();
-    out = variant_t::make_integer(kind, raw);
-    return !out.is_signed_integer() && out.as_u64() == raw;
-  }
-  std::int64_t number = 0;
-  if (payload.get_int64().get(number) != simdjson::SUCCESS) return false;
-  out = variant_t::make_integer(kind, static_cast<std::uint64_t>(number));
-  if (out.is_signed_integer()) return out.as_i64() == number;
-  return number >= 0 && out.as_u64() == static_cast<std::uint64_t>(number);
-}
-
-/// Parses the file's text into `values`. False for text that is not one
-/// JSON object; entries that can't be read are skipped.
-bool parse(const simdjson::padded_string& text, values_t& values, std::string& error) {
-  simdjson::dom::parser parser;
-  simdjson::dom::object entries;
-  if (auto e = parser.parse(text).get_object().get(entries); e != simdjson::SUCCESS) {
-    error = simdjson::error_message(e);
-    return false;
-  }
-  for (auto field : entries) {
-    variant_t v;
-    if (readValue(field.value, v)) {
-      values[std::string(field.key)] = v;
-    } else {
-      LOG4CPLUS_WARN(storageLogger(), "session storage: entry \"" << field.key << "\" skipped");
-    }
-  }
-  return true;
-}
-
 /// Each problem once per process: a scan opens the storage many times, and
 /// a user needs to hear of a damaged file once.
 void warnOnce(const std::string& text) {
@@ -145,39 +71,41 @@ void warnOnce(const std::string& text) {
 enum class file_state_t { missing, read, damaged };
 
 /// Reads the file into `values`: empty when it is missing or damaged. A
-/// damaged file (unreadable, or not our format) is the user's or the host's
-/// and must not be replaced: `reason` says what is wrong with it.
-file_state_t readFile(const std::string& path, values_t& values, std::string& reason) {
+/// damaged file (unreadable, or not a JSON object) is the user's or the
+/// host's and must not be replaced: `problem` says what is wrong with it,
+/// naming the file and the place. An entry that can't be read is skipped
+/// with a warning, and the next save drops it.
+file_state_t readFile(const std::string& path, values_t& values, std::string& problem) {
   values.clear();
   struct stat st;
-  if (::stat(path.c_str(), &st) != 0) {
-    if (errno == ENOENT) return file_state_t::missing;
-    reason = std::strerror(errno);
-    return file_state_t::damaged;
-  }
-  if (!S_ISREG(st.st_mode)) {
-    reason = S_ISDIR(st.st_mode) ? "is a directory" : "is not a regular file";
-    return file_state_t::damaged;
-  }
+  const bool found = ::stat(path.c_str(), &st) == 0;
+  if (!found && errno == ENOENT) return file_state_t::missing;
   // An empty file holds nothing that a save could lose.
-  if (st.st_size == 0) return file_state_t::missing;
+  if (found && S_ISREG(st.st_mode) && st.st_size == 0) return file_state_t::missing;
+
+  foundation::JsonReader reader(path);
   simdjson::padded_string text;
-  if (simdjson::padded_string::load(path).get(text) != simdjson::SUCCESS) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    reason = fd < 0 ? std::strerror(errno) : "cannot be read";
-    if (fd >= 0) ::close(fd);
+  simdjson::dom::parser parser;
+  simdjson::dom::element root;
+  simdjson::dom::object entries;
+  const foundation::JsonPath top;
+  if (!reader.loadFile(path, text) || !reader.parse(parser, text, root) || !reader.readObject(root, top, entries)) {
+    problem = reader.error();
     return file_state_t::damaged;
   }
-  if (!parse(text, values, reason)) {
-    values.clear();
-    return file_state_t::damaged;
+  for (auto field : entries) {
+    variant_t value;
+    if (reader.readTyped(field.value, foundation::JsonPath(top, field.key), value)) {
+      values[std::string(field.key)] = value;
+    } else {
+      warnOnce(reader.error() + "; the entry is skipped");
+      reader.clearError();
+    }
   }
   return file_state_t::read;
 }
 
-void warnDamaged(const std::string& path, const std::string& reason) {
-  warnOnce(path + ": " + reason + "; left as it is, and nothing is saved to it");
-}
+void warnDamaged(const std::string& problem) { warnOnce(problem + "; left as it is, and nothing is saved to it"); }
 
 /// An advisory lock on the result directory. Locking the directory rather
 /// than the file keeps the lock valid across the rename that replaces the
@@ -210,7 +138,7 @@ class SessionStorage : public ISessionStorage {
   SessionStorage(std::string dir) : dir_(std::move(dir)), path_(dir_ + "/" + file_name) {
     directory_lock_t lock(dir_, LOCK_SH);
     std::string reason;
-    if (readFile(path_, values_, reason) == file_state_t::damaged) warnDamaged(path_, reason);
+    if (readFile(path_, values_, reason) == file_state_t::damaged) warnDamaged(reason);
   }
 
   variant_t get(const std::string& key, const variant_t& fallback) const override {
@@ -250,7 +178,7 @@ class SessionStorage : public ISessionStorage {
     std::string reason;
     if (readFile(path_, merged, reason) == file_state_t::damaged) {
       // Replacing it would lose whatever the host keeps there.
-      warnDamaged(path_, reason);
+      warnDamaged(reason);
       return false;
     }
     for (const auto& [key, change] : changes_) {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/foundation/json_file.h"
+#include "platform/foundation/json_reader.h"
 #include "platform/host_data/host_throttling_model.h"
-#include "platform/host_data/json_reader.h"
 #include "platform/system_info/system_info.h"
 
 namespace host_data {
@@ -18,6 +18,8 @@ namespace host_data {
 const char* const kResultFileName = "result.json";
 
 namespace da = data_abstractions2;
+using foundation::JsonPath;
+using foundation::JsonReader;
 using foundation::pool_allocate;
 using foundation::sptr_t;
 using foundation::variant_t;
@@ -127,6 +129,26 @@ struct Keys {
     return none;
   }
 };
+
+/// The field number of a `fields` key: a decimal number or a field name.
+bool readFieldKey(JsonReader& reader, std::string_view key, const JsonPath& at, int& out) {
+  if (!key.empty() && key[0] >= '0' && key[0] <= '9') {
+    std::int64_t number = 0;
+    if (!reader.readNumericKey(key, at, std::numeric_limits<int>::max(), number)) return false;
+    if (number == 0) return reader.fail(at, "field 0 does not exist");
+    out = static_cast<int>(number);
+    return true;
+  }
+  // The name lookup reads up to a NUL: "SelfTime\0junk" must not pass.
+  if (key.find('\0') != std::string_view::npos) return reader.fail(at, "a field name must not contain NUL");
+  const std::string name(key);
+  int id = 0;
+  if (!data_abstractions2::fieldIdFromName(name.c_str(), id) || id == data_abstractions2::FieldNone) {
+    return reader.fail(at, "unknown field name \"" + name + "\"");
+  }
+  out = id;
+  return true;
+}
 
 /// Reads a whole result document into the contents of the models.
 class ResultParser {
@@ -617,7 +639,7 @@ bool ResultParser::parseFields(const element& value, const JsonPath& at, HostNod
     const JsonPath fieldAt(at, entry.key);
     int id = 0;
     variant_t typed;
-    if (!r_.readFieldKey(entry.key, fieldAt, id)) return false;
+    if (!readFieldKey(r_, entry.key, fieldAt, id)) return false;
     if (const char* expected = misfit(fieldClass(id), entry.value)) {
       return r_.fail(fieldAt, std::string(expected) + ", got " + std::string(JsonReader::describe(entry.value)));
     }
@@ -719,7 +741,7 @@ bool ResultParser::parseTripCounts(const element& value, const JsonPath& at, Row
     if (JsonReader::isIgnoredKey(entry.key)) continue;
     const JsonPath fieldAt(at, entry.key);
     int id = 0;
-    if (!r_.readFieldKey(entry.key, fieldAt, id)) return false;
+    if (!readFieldKey(r_, entry.key, fieldAt, id)) return false;
     if (data.tripCounts.count(id)) return r_.fail(fieldAt, "field " + std::to_string(id) + " given twice");
     Keys<2> keys{distributionNames};
     if (!collect(entry.value, fieldAt, keys) || !require(keys["value"], fieldAt, "value")) return false;
@@ -844,19 +866,10 @@ bool ResultParser::parseNtsCandidates(const element& value, const JsonPath& at, 
   return true;
 }
 
-LoadResult parseDocument(const simdjson::padded_string& text, const std::string& directory,
-                         const std::string& fileName) {
-  JsonReader reader(fileName);
+LoadResult parseDocument(JsonReader& reader, const simdjson::padded_string& text, const std::string& directory) {
   simdjson::dom::parser parser;
   element root;
-  if (auto code = parser.parse(text).get(root); code != simdjson::SUCCESS) {
-    // The parser tells what, not where; in a file of a gigabyte the where
-    // is what the user needs.
-    const std::string place = foundation::json_syntax_error_place(std::string_view(text.data(), text.size()));
-    reader.failWhole("not valid JSON" + (place.empty() ? std::string() : " at " + place) + ": " +
-                     simdjson::error_message(code));
-    return LoadResult::failure(reader.error());
-  }
+  if (!reader.parse(parser, text, root)) return LoadResult::failure(reader.error());
   ResultModels models;
   ResultParser resultParser(reader, directory, (std::filesystem::path(directory) / kResultFileName).string());
   if (!resultParser.parse(root, models)) return LoadResult::failure(reader.error());
@@ -878,22 +891,16 @@ LoadResult loadResultDirectory(const std::string& directory) {
   const std::string resultPath = (fs::path(directory) / kResultFileName).string();
   std::error_code ec;
   if (!fs::is_directory(directory, ec)) return LoadResult::failure(directory + ": not a directory");
-  std::string error;
-  if (!foundation::check_readable_file(resultPath, error)) return LoadResult::failure(error);
+  JsonReader reader(resultPath);
   simdjson::padded_string text;
-  if (simdjson::padded_string::load(resultPath).get(text) != simdjson::SUCCESS) {
-    return LoadResult::failure(resultPath + ": cannot read the file");
-  }
-  // Editors may put a byte order mark in front; the parser refuses it.
-  if (const std::size_t bom = foundation::utf8_bom_length(std::string_view(text.data(), text.size()))) {
-    return parseDocument(simdjson::padded_string(text.data() + bom, text.size() - bom), directory, resultPath);
-  }
-  return parseDocument(text, directory, resultPath);
+  if (!reader.loadFile(resultPath, text)) return LoadResult::failure(reader.error());
+  return parseDocument(reader, text, directory);
 }
 
 LoadResult loadResultText(std::string_view json, const std::string& directory, const std::string& fileName) {
   json.remove_prefix(foundation::utf8_bom_length(json));
-  return parseDocument(simdjson::padded_string(json), directory, fileName);
+  JsonReader reader(fileName);
+  return parseDocument(reader, simdjson::padded_string(json), directory);
 }
 
 }  // namespace host_data

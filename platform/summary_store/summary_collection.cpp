@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <limits>
 #include <string_view>
@@ -11,6 +12,7 @@
 #include <simdjson.h>
 
 #include "platform/foundation/atomic_file.h"
+#include "platform/foundation/json_reader.h"
 #include "platform/foundation/json_writer.h"
 
 namespace summary_store {
@@ -49,92 +51,85 @@ bool isDirectory(const std::string& path) {
   return !path.empty() && ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-// Readers of one entry: each answers false when the member is missing or of
-// another kind, and names the member in `error`.
-class entry_reader_t {
+using foundation::JsonPath;
+using foundation::JsonReader;
+using simdjson::dom::element;
+
+// Reads the members of one object by name; a missing member is an error
+// that names it.
+class members_t {
  public:
-  entry_reader_t(simdjson::dom::object object, std::string where, std::string& error)
-      : object_(object), where_(std::move(where)), error_(error) {}
+  members_t(JsonReader& reader, const element& value, const JsonPath& at) : reader_(reader), at_(at) {
+    ok_ = reader_.readObject(value, at_, object_);
+  }
+  bool ok() const { return ok_; }
 
   bool text(const char* key, std::string& out) {
     std::string_view view;
-    if (object_[key].get_string().get(view) != simdjson::SUCCESS) return fail(key, "a string");
-    out.assign(view);
+    const JsonPath at(at_, key);
+    if (!find(key, at) || !reader_.readString(found_, at, view)) return false;
+    out = std::string(view);
     return true;
   }
   bool integer(const char* key, std::int64_t& out) {
-    if (object_[key].get_int64().get(out) != simdjson::SUCCESS) return fail(key, "an integer");
-    return true;
+    const JsonPath at(at_, key);
+    return find(key, at) && reader_.readInteger(found_, at, std::numeric_limits<std::int64_t>::min(),
+                                                std::numeric_limits<std::int64_t>::max(), out);
   }
   bool smallInteger(const char* key, int& out) {
-    std::int64_t wide = 0;
-    if (!integer(key, wide)) return false;
-    if (wide < std::numeric_limits<int>::min() || wide > std::numeric_limits<int>::max()) {
-      return fail(key, "a 32-bit integer");
-    }
-    out = static_cast<int>(wide);
-    return true;
+    const JsonPath at(at_, key);
+    return find(key, at) && reader_.readInt(found_, at, out);
   }
-  /// `null` stands for a time that was not a finite number.
+  // A time the writer could not express (NaN, infinity) is written as null
+  // and read as 0, a time too small to count.
   bool real(const char* key, double& out) {
-    simdjson::dom::element element;
-    if (object_[key].get(element) != simdjson::SUCCESS) return fail(key, "a number");
-    if (element.is_null()) {
+    const JsonPath at(at_, key);
+    if (!find(key, at)) return false;
+    if (found_.is_null()) {
       out = 0.0;
       return true;
     }
-    if (element.get_double().get(out) != simdjson::SUCCESS) return fail(key, "a number");
-    return true;
+    return reader_.readNumber(found_, at, out);
   }
   bool array(const char* key, simdjson::dom::array& out) {
-    if (object_[key].get_array().get(out) != simdjson::SUCCESS) return fail(key, "an array");
-    return true;
+    const JsonPath at(at_, key);
+    return find(key, at) && reader_.readArray(found_, at, out);
   }
 
  private:
-  bool fail(const char* key, const char* expected) {
-    error_ = where_ + "/" + key + ": expected " + expected;
-    return false;
+  bool find(const char* key, const JsonPath& at) {
+    if (object_[key].get(found_) == simdjson::SUCCESS) return true;
+    return reader_.fail(at, "missing");
   }
 
+  JsonReader& reader_;
+  const JsonPath& at_;
   simdjson::dom::object object_;
-  std::string where_;
-  std::string& error_;
+  element found_;
+  bool ok_ = false;
 };
 
-bool readRecommendation(simdjson::dom::element element, const std::string& where, RecommendationsData& data,
-                        std::string& error) {
-  simdjson::dom::object object;
-  if (element.get_object().get(object) != simdjson::SUCCESS) {
-    error = where + ": expected an object";
-    return false;
-  }
-  entry_reader_t read(object, where, error);
+bool readRecommendation(JsonReader& reader, const element& value, const JsonPath& at, RecommendationsData& data) {
+  members_t read(reader, value, at);
   std::string id, title;
   int confidence = 0, priority = 0;
-  if (!read.text("id", id) || !read.text("title", title) || !read.smallInteger("confidence", confidence) ||
-      !read.smallInteger("priority", priority)) {
+  if (!read.ok() || !read.text("id", id) || !read.text("title", title) ||
+      !read.smallInteger("confidence", confidence) || !read.smallInteger("priority", priority)) {
     return false;
   }
   data.add(id, title, confidence, priority);
   return true;
 }
 
-bool readLoop(simdjson::dom::element element, const std::string& where, SurveyExSummaryData& summary,
-              std::string& error) {
-  simdjson::dom::object object;
-  if (element.get_object().get(object) != simdjson::SUCCESS) {
-    error = where + ": expected an object";
-    return false;
-  }
-  entry_reader_t read(object, where, error);
+bool readLoop(JsonReader& reader, const element& value, const JsonPath& at, SurveyExSummaryData& summary) {
+  members_t read(reader, value, at);
   locator_t location;
   std::string function, note;
   int kind = 0;
   double selfTime = 0.0, totalTime = 0.0;
   std::int64_t funcInstIdx = 0;
   simdjson::dom::array recommendations;
-  if (!read.text("file", location.path) || !read.smallInteger("line", location.line) ||
+  if (!read.ok() || !read.text("file", location.path) || !read.smallInteger("line", location.line) ||
       !read.smallInteger("column", location.column) || !read.text("function", function) ||
       !read.smallInteger("kind", kind) || !read.real("selfTime", selfTime) || !read.real("totalTime", totalTime) ||
       !read.text("note", note) || !read.integer("funcInstIdx", funcInstIdx) ||
@@ -142,12 +137,51 @@ bool readLoop(simdjson::dom::element element, const std::string& where, SurveyEx
     return false;
   }
   auto data = RecommendationsData::create();
+  const JsonPath listAt(at, "recommendations");
   std::size_t index = 0;
-  for (simdjson::dom::element entry : recommendations) {
-    if (!readRecommendation(entry, where + "/recommendations/" + std::to_string(index++), *data, error)) return false;
+  for (element entry : recommendations) {
+    if (!readRecommendation(reader, entry, JsonPath(listAt, index++), *data)) return false;
   }
   summary.addLoop(location, function, kind, selfTime, totalTime, note, data, funcInstIdx);
   return true;
+}
+
+boost::shared_ptr<SurveyExSummaryData> readSummary(JsonReader& reader, const simdjson::padded_string& text) {
+  simdjson::dom::parser parser;
+  element root;
+  const JsonPath top;
+  if (!reader.parse(parser, text, root)) return nullptr;
+  members_t read(reader, root, top);
+  std::string format;
+  std::int64_t version = 0;
+  if (!read.ok() || !read.text("format", format)) return nullptr;
+  if (format != SummaryCollection::format_name) {
+    reader.fail(JsonPath(top, "format"), "not a summary file: format is \"" + format + "\"");
+    return nullptr;
+  }
+  if (!read.integer("version", version)) return nullptr;
+  if (version != SummaryCollection::format_version) {
+    reader.fail(JsonPath(top, "version"), "unsupported version " + std::to_string(version));
+    return nullptr;
+  }
+  element recommendations;
+  simdjson::dom::object holder;
+  const JsonPath recommendationsAt(top, "recommendations");
+  simdjson::dom::array loops;
+  if (!reader.readObject(root, top, holder)) return nullptr;
+  if (holder["recommendations"].get(recommendations) != simdjson::SUCCESS) {
+    reader.fail(recommendationsAt, "missing");
+    return nullptr;
+  }
+  members_t inner(reader, recommendations, recommendationsAt);
+  if (!inner.ok() || !inner.array("loops", loops)) return nullptr;
+  auto summary = SurveyExSummaryData::create();
+  const JsonPath loopsAt(recommendationsAt, "loops");
+  std::size_t index = 0;
+  for (element loop : loops) {
+    if (!readLoop(reader, loop, JsonPath(loopsAt, index++), *summary)) return nullptr;
+  }
+  return summary;
 }
 
 }  // namespace
@@ -207,32 +241,9 @@ std::string SummaryCollection::toText(const SurveyExSummaryData& summary) {
 }
 
 boost::shared_ptr<SurveyExSummaryData> SummaryCollection::fromText(const std::string& text, std::string& error) {
-  simdjson::dom::parser parser;
-  simdjson::dom::object top;
-  if (auto e = parser.parse(text).get_object().get(top); e != simdjson::SUCCESS) {
-    error = std::string("not a JSON object: ") + simdjson::error_message(e);
-    return nullptr;
-  }
-  std::string_view format;
-  std::int64_t version = 0;
-  if (top["format"].get_string().get(format) != simdjson::SUCCESS || format != format_name) {
-    error = "/format: expected \"" + std::string(format_name) + "\"";
-    return nullptr;
-  }
-  if (top["version"].get_int64().get(version) != simdjson::SUCCESS || version != format_version) {
-    error = "/version: expected " + std::to_string(format_version);
-    return nullptr;
-  }
-  simdjson::dom::array loops;
-  if (top["recommendations"]["loops"].get_array().get(loops) != simdjson::SUCCESS) {
-    error = "/recommendations/loops: expected an array";
-    return nullptr;
-  }
-  auto summary = SurveyExSummaryData::create();
-  std::size_t index = 0;
-  for (simdjson::dom::element loop : loops) {
-    if (!readLoop(loop, "/recommendations/loops/" + std::to_string(index++), *summary, error)) return nullptr;
-  }
+  JsonReader reader(file_name);
+  auto summary = readSummary(reader, simdjson::padded_string(text));
+  error = reader.error();
   return summary;
 }
 
@@ -247,12 +258,13 @@ bool SummaryCollection::captureRecommendations(const std::string& directory,
 
 boost::shared_ptr<SurveyExSummaryData> SummaryCollection::loadRecommendations(const std::string& directory) {
   const std::string path = pathIn(directory);
-  simdjson::padded_string text;
   // A result that never had a summary is the common case, not worth a word.
-  if (simdjson::padded_string::load(path).get(text) != simdjson::SUCCESS) return nullptr;
-  std::string error;
-  auto summary = fromText(std::string(text.data(), text.size()), error);
-  if (!summary) LOG4CPLUS_WARN(summaryLogger(), path << ": " << error);
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0 && errno == ENOENT) return nullptr;
+  JsonReader reader(path);
+  simdjson::padded_string text;
+  auto summary = reader.loadFile(path, text) ? readSummary(reader, text) : nullptr;
+  if (!summary) LOG4CPLUS_WARN(summaryLogger(), reader.error());
   return summary;
 }
 

@@ -130,18 +130,18 @@ TEST(SummaryCollection, FilesThatAreNotThisSummaryAreRejectedWithTheirPlace) {
     std::string error;
   };
   const std::vector<Case> cases = {
-      {"", "not a JSON object"},
-      {"[]", "not a JSON object"},
+      {"", "summary.json: not valid JSON at line 1, column 1"},
+      {"[]", "summary.json: /: expected an object, got an array"},
       {R"({"format": "other", "version": 1, "recommendations": {"loops": []}})", "/format"},
       {R"({"format": "nimbex-summary", "version": 2, "recommendations": {"loops": []}})", "/version"},
-      {R"({"format": "nimbex-summary", "version": 1})", "/recommendations/loops"},
+      {R"({"format": "nimbex-summary", "version": 1})", "summary.json: /recommendations: missing"},
       {R"({"format": "nimbex-summary", "version": 1, "recommendations": {"loops": [3]}})",
        "/recommendations/loops/0: expected an object"},
       {R"({"format": "nimbex-summary", "version": 1, "recommendations": {"loops": [)" + loop +
            R"(, {"file": 5}]}})",
        "/recommendations/loops/1/file: expected a string"},
       {R"({"format": "nimbex-summary", "version": 1, "recommendations": {"loops": [{"file": "a", "line": 4294967296}]}})",
-       "/recommendations/loops/0/line: expected a 32-bit integer"},
+       "/recommendations/loops/0/line: integer 4294967296 is out of range"},
       {R"({"format": "nimbex-summary", "version": 1, "recommendations": {"loops": [{"file": "a", "line": 1, "column": 0,
           "function": "f", "kind": 0, "selfTime": 1.0, "totalTime": 0.0, "note": "", "funcInstIdx": 1,
           "recommendations": [{"id": "x", "title": "t", "confidence": "high", "priority": 1}]}]}})",

@@ -1,6 +1,7 @@
 #pragma once
-// `JsonReader`: checked reading of values from a parsed JSON document, with
-// errors that name the file and the JSON Pointer of the value at fault:
+// `JsonReader`: checked reading of every JSON file of ours — results,
+// session values, summaries — with errors that name the file and the JSON
+// Pointer of the value at fault:
 //
 //   result.json: /bottomUp/rows/3/fields/SelfTime: expected a number, got a string
 //
@@ -16,7 +17,7 @@
 
 #include "platform/foundation/variant.h"
 
-namespace host_data {
+namespace foundation {
 
 /// A position in the document, as a chain of stack frames: each level of the
 /// reader's descent adds one on its own stack, so keeping the path costs no
@@ -66,15 +67,22 @@ class JsonReader {
   /// A non-negative integer literal, or a "0x..." hexadecimal string.
   bool readWord(const element& value, const JsonPath& at, std::uint64_t& out);
   /// A typed value (docs/result-format.md, "Typed values").
-  bool readTyped(const element& value, const JsonPath& at, foundation::variant_t& out);
+  bool readTyped(const element& value, const JsonPath& at, variant_t& out);
   /// A key that is a decimal number within [0, max].
   bool readNumericKey(std::string_view key, const JsonPath& at, std::int64_t max, std::int64_t& out);
-  /// The field number of a `fields` key: a decimal number or a field name.
-  bool readFieldKey(std::string_view key, const JsonPath& at, int& out);
+
+  /// Reads the file whole, with the real reason when it can't ("is a
+  /// directory", "Permission denied") and without a byte order mark.
+  bool loadFile(const std::string& path, simdjson::padded_string& text);
+  /// Parses `text`; a syntax error names its line and column.
+  bool parse(simdjson::dom::parser& parser, const simdjson::padded_string& text, element& root);
+  /// Forgets the recorded error, for readers that skip what they can't read
+  /// and go on.
+  void clearError() { error_.clear(); }
 
  private:
   std::string fileName_;
   std::string error_;
 };
 
-}  // namespace host_data
+}  // namespace foundation

@@ -1,12 +1,12 @@
-#include "platform/host_data/json_reader.h"
+#include "platform/foundation/json_reader.h"
 
+#include <cmath>
 #include <limits>
 #include <vector>
 
-#include "data_abstractions2/field_id.h"
 #include "platform/foundation/json_file.h"
 
-namespace host_data {
+namespace foundation {
 
 using simdjson::dom::element_type;
 
@@ -41,6 +41,31 @@ bool JsonReader::fail(const JsonPath& at, std::string_view message) {
     error_ = foundation::escape_control_characters(fileName_ + ": " + at.toString() + ": " + std::string(message));
   }
   return false;
+}
+
+bool JsonReader::loadFile(const std::string& path, simdjson::padded_string& text) {
+  std::string error;
+  if (!check_readable_file(path, error)) {
+    if (error_.empty()) error_ = escape_control_characters(error);
+    return false;
+  }
+  if (simdjson::padded_string::load(path).get(text) != simdjson::SUCCESS) return failWhole("cannot read the file");
+  // Editors may put a byte order mark in front; the parser refuses it.
+  if (const std::size_t bom = utf8_bom_length(std::string_view(text.data(), text.size()))) {
+    text = simdjson::padded_string(text.data() + bom, text.size() - bom);
+  }
+  return true;
+}
+
+bool JsonReader::parse(simdjson::dom::parser& parser, const simdjson::padded_string& text, element& root) {
+  if (auto code = parser.parse(text).get(root); code != simdjson::SUCCESS) {
+    // The parser tells what, not where; in a file of a gigabyte the where
+    // is what the user needs.
+    const std::string place = json_syntax_error_place(std::string_view(text.data(), text.size()));
+    return failWhole("not valid JSON" + (place.empty() ? std::string() : " at " + place) + ": " +
+                     simdjson::error_message(code));
+  }
+  return true;
 }
 
 bool JsonReader::failWhole(std::string_view message) {
@@ -152,8 +177,7 @@ struct IntegerRange {
   std::uint64_t max;
 };
 
-IntegerRange rangeOf(foundation::variant_t::type_t type) {
-  using foundation::variant_t;
+IntegerRange rangeOf(variant_t::type_t type) {
   switch (type) {
     case variant_t::t_i8: return {INT8_MIN, INT8_MAX};
     case variant_t::t_u8: return {0, UINT8_MAX};
@@ -168,8 +192,7 @@ IntegerRange rangeOf(foundation::variant_t::type_t type) {
 
 }  // namespace
 
-bool JsonReader::readTyped(const element& value, const JsonPath& at, foundation::variant_t& out) {
-  using foundation::variant_t;
+bool JsonReader::readTyped(const element& value, const JsonPath& at, variant_t& out) {
   switch (value.type()) {
     case element_type::INT64: out = variant_t(value.get_int64().value_unsafe()); return true;
     case element_type::UINT64:
@@ -214,6 +237,9 @@ bool JsonReader::readTyped(const element& value, const JsonPath& at, foundation:
     case variant_t::t_f64: {
       double number = 0.0;
       if (!readNumber(payload, inner, number)) return false;
+      if (kind == variant_t::t_f32 && std::fabs(number) > std::numeric_limits<float>::max()) {
+        return fail(inner, "out of range for f32");
+      }
       out = kind == variant_t::t_f32 ? variant_t(static_cast<float>(number)) : variant_t(number);
       return true;
     }
@@ -245,23 +271,5 @@ bool JsonReader::readNumericKey(std::string_view key, const JsonPath& at, std::i
   return true;
 }
 
-bool JsonReader::readFieldKey(std::string_view key, const JsonPath& at, int& out) {
-  if (!key.empty() && key[0] >= '0' && key[0] <= '9') {
-    std::int64_t number = 0;
-    if (!readNumericKey(key, at, std::numeric_limits<int>::max(), number)) return false;
-    if (number == 0) return fail(at, "field 0 does not exist");
-    out = static_cast<int>(number);
-    return true;
-  }
-  // The name lookup reads up to a NUL: "SelfTime\0junk" must not pass.
-  if (key.find('\0') != std::string_view::npos) return fail(at, "a field name must not contain NUL");
-  const std::string name(key);
-  int id = 0;
-  if (!data_abstractions2::fieldIdFromName(name.c_str(), id) || id == data_abstractions2::FieldNone) {
-    return fail(at, "unknown field name \"" + name + "\"");
-  }
-  out = id;
-  return true;
-}
 
-}  // namespace host_data
+}  // namespace foundation
