@@ -7,6 +7,7 @@
 
 #include "platform/portability/assert.h"
 #include "tests/platform/assembler_analysis/decode_helpers.h"
+#include "tests/support/expected_assertions.h"
 
 namespace assembler_analysis::testing {
 namespace {
@@ -105,11 +106,11 @@ TEST(RegisterPressure, TypeOutOfRangeAnswersZerosAndAsserts) {
   RegisterPressure pressure;
   pressure.enableAnalysis();
   decode(kSpilling, &pressure);
-  const unsigned long before = portability::assertion_count();
+  test_support::ExpectedAssertions assertions;
   const PressureStatistic s = pressure.getStatistic(static_cast<T::Type>(T::TypeCount));
   EXPECT_EQ(s.registers, 0u);
   EXPECT_EQ(s.accesses, 0u);
-  EXPECT_EQ(portability::assertion_count(), before + 1);
+  EXPECT_EQ(assertions.fired(), 1u);
 }
 
 }  // namespace

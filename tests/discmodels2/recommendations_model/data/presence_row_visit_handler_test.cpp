@@ -10,6 +10,7 @@
 #include "discmodels2/recommendations_model/data/presence_row_visit_handler.h"
 #include "platform/portability/assert.h"
 #include "tests/discmodels2/recommendations_model/test_fakes.h"
+#include "tests/support/expected_assertions.h"
 
 namespace {
 
@@ -197,10 +198,10 @@ TEST(PresenceWalkTest, EveryRowHandsItsChildrenAMark) {
 }
 
 TEST(PresenceWalkTest, PostVisitIsNotSupported) {
-  const unsigned long before = portability::assertion_count();
+  test_support::ExpectedAssertions assertions;
   auto handler = foundation::pool_allocate<PresenceRowVisitHandler>(nullptr);
   EXPECT_TRUE(handler->handlePostVisit(nullptr, {}).empty());
-  EXPECT_EQ(portability::assertion_count(), before + 1);
+  EXPECT_EQ(assertions.fired(), 1u);
 }
 
 }  // namespace
