@@ -20,20 +20,6 @@ bool isStatKeySafe(const std::string& text) {
   });
 }
 
-TEST(RecordsTest, IssueKeepsWhatTheFactoryGot) {
-  variant_bag_t params;
-  params.put("count", 3);
-  sptr_t<IIssueEx> issue = createIssueEx("fma_issue", "Title", "Text", 1, 64 | 1, params);
-  ASSERT_TRUE(issue);
-  EXPECT_EQ(issue->getStringId(), "fma_issue");
-  EXPECT_EQ(issue->getTitle(), "Title");
-  EXPECT_EQ(issue->getText(), "Text");
-  EXPECT_EQ(issue->getPriority(), 1);
-  EXPECT_EQ(issue->getFlags(), 65u);
-  EXPECT_EQ(issue->getParameters(), params);
-  EXPECT_TRUE(issue->getRecommendations().at_end());
-}
-
 struct RecommendationCase {
   const char* factory;
   sptr_t<IRecommendation> record;

@@ -78,7 +78,8 @@ TEST_F(TraitTest, NoRowOrNoProviderMakesNothing) {
 
 // ---- Traits decided by the loop's instruction classes.
 
-struct ClassCase {
+// One case: a detector, a change to a loop's record, the traits it makes.
+struct TraitCase {
   const char* name;
   MakeDetector detector;
   Tweak tweak;
@@ -92,7 +93,7 @@ void vectorized(CommonData& d, const char* isa, SystemInfo::IsaExtensions type, 
   d.instructionSets = classes;
 }
 
-const ClassCase kClassCases[] = {
+const TraitCase kClassCases[] = {
     {"MaskedStoresFound", make<TraitMaskedStores>,
      [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX; AVX2; Masked Stores"); },
      {{1, 44, kMasked}}},
@@ -141,10 +142,10 @@ const ClassCase kClassCases[] = {
      [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX2; Gathers"); }, {}},
 };
 
-class ClassTraits : public TraitTest, public testing::WithParamInterface<ClassCase> {};
+class RecordTraits : public TraitTest, public testing::WithParamInterface<TraitCase> {};
 
-TEST_P(ClassTraits, MadeForTheirClasses) {
-  const ClassCase& c = GetParam();
+TEST_P(RecordTraits, MadeFromTheRecord) {
+  const TraitCase& c = GetParam();
   CommonData data = loopRecord();
   c.tweak(data);
   provider->records[row.get()] = data;
@@ -153,8 +154,8 @@ TEST_P(ClassTraits, MadeForTheirClasses) {
   EXPECT_TRUE(agreed);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, ClassTraits, testing::ValuesIn(kClassCases),
-                         [](const testing::TestParamInfo<ClassCase>& info) { return info.param.name; });
+const auto kCaseName = [](const testing::TestParamInfo<TraitCase>& info) { return std::string(info.param.name); };
+INSTANTIATE_TEST_SUITE_P(Classes, RecordTraits, testing::ValuesIn(kClassCases), kCaseName);
 
 TEST_F(TraitTest, ReciprocalsOnlyOnTheCommonAvx512Level) {
   CommonData data = loopRecord();
@@ -168,13 +169,6 @@ TEST_F(TraitTest, ReciprocalsOnlyOnTheCommonAvx512Level) {
 }
 
 // ---- Traits about vector widths and lengths.
-
-struct WidthCase {
-  const char* name;
-  MakeDetector detector;
-  Tweak tweak;
-  std::vector<Made> expected;
-};
 
 void vectorBody(CommonData& d, const char* isa, const char* lengths) {
   d.isVectorized = true;
@@ -193,7 +187,7 @@ void overridden(CommonData& d, const char* isa, int mainVectType) {
 const std::vector<Made> kSmall = {{3, 45, "small_vector_width_text"}};
 
 // Widths count elements of 32 bits: "4" is 128 bits, "8" 256.
-const WidthCase kWidthCases[] = {
+const TraitCase kWidthCases[] = {
     {"Avx2WithANarrowVector", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "4"); }, kSmall},
     {"Avx2NarrowestCounts", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "8;4"); }, kSmall},
     {"Avx2AllWide", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "8;16"); }, {}},
@@ -241,20 +235,7 @@ const WidthCase kWidthCases[] = {
      {}},
 };
 
-class WidthTraits : public TraitTest, public testing::WithParamInterface<WidthCase> {};
-
-TEST_P(WidthTraits, MadeForTheirWidths) {
-  const WidthCase& c = GetParam();
-  CommonData data = loopRecord();
-  c.tweak(data);
-  provider->records[row.get()] = data;
-  bool agreed = false;
-  EXPECT_EQ(run(*c.detector(provider), row, &agreed), c.expected);
-  EXPECT_TRUE(agreed);
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, WidthTraits, testing::ValuesIn(kWidthCases),
-                         [](const testing::TestParamInfo<WidthCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Widths, RecordTraits, testing::ValuesIn(kWidthCases), kCaseName);
 
 // ---- Traits of hot loops: trip counts, granularity, peel and remainder.
 
