@@ -68,7 +68,8 @@ bool IssueDIV::detect(row_t row, IssueList issues) const {
     if (line.operandCount() > 0) divisionTargets.erase(line.operand(0).text());
   }
   for (const AssemblerLine& line : *lines) {
-    if (line.hasType(kMoveClass) && line.operandCount() > 0 && line.operand(1).hasKind(kConstantSourceKinds)) {
+    // A line with one operand has no source to be a constant.
+    if (line.hasType(kMoveClass) && line.operandCount() > 1 && line.operand(1).hasKind(kConstantSourceKinds)) {
       divisionTargets.erase(line.operand(0).text());
     }
   }
