@@ -13,6 +13,10 @@
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_reciprocal.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
+#include "discmodels2/recommendations_model/detectors/memory/issue_check_access_patterns.h"
+#include "discmodels2/recommendations_model/detectors/memory/issue_excessive_caching.h"
+#include "discmodels2/recommendations_model/detectors/memory/issue_gather_scatter.h"
+#include "discmodels2/recommendations_model/detectors/memory/issue_inefficient_access_patterns.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_assumed_dependency.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_cdi.h"
 #include "discmodels2/recommendations_model/detectors/vectorization/issue_compiler_diagnostics.h"
@@ -83,13 +87,17 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   loopDetectors = {
       std::make_shared<issues::IssueCDI>(dataProvider),                                           // 3
       std::make_shared<issues::IssueDIV>(dataProvider),                                           // 4
+      std::make_shared<issues::IssueExcessiveCaching>(dataProvider),                              // 5
       std::make_shared<issues::IssueFMA>(dataProvider, machineIsa, surveyModel),                  // 6
       std::make_shared<issues::IssueReciprocal>(dataProvider, machineIsa, machineCpu, surveyModel),  // 7
+      std::make_shared<issues::IssueGatherScatter>(dataProvider),                                 // 8
       std::make_shared<issues::IssueTypeConversions>(dataProvider),                               // 9
       std::make_shared<issues::IssueCompilerDiagnostics>(dataProvider),                           // 10
       std::make_shared<issues::IssueFloatingPoint>(dataProvider),                                 // 13
       std::make_shared<issues::IssueAssumedDependency>(dataProvider),                             // 16
       std::make_shared<issues::IssuePotentialVectorizability>(dataProvider, surveyModel),         // 17
+      std::make_shared<issues::IssueCheckAccessPatterns>(dataProvider),                           // 18
+      std::make_shared<issues::IssueInefficientAccessPatterns>(dataProvider),                     // 19
       std::make_shared<issues::IssueNeedForSimd>(dataProvider, machineIsa, machineCpu, hasTripCounts,
                                                  surveyModel),  // 22
   };

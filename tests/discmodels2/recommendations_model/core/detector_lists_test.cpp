@@ -43,13 +43,17 @@ TEST(DetectorLists, LoopRowsOtherRowsAndTraits) {
   std::vector<std::string> loop = {
       "IssueCDI",                       //  3
       "IssueDIV",                       //  4
+      "IssueExcessiveCaching",          //  5
       "IssueFMA",                       //  6
       "IssueReciprocal",                //  7
+      "IssueGatherScatter",             //  8
       "IssueTypeConversions",           //  9
       "IssueCompilerDiagnostics",       // 10
       "IssueFloatingPoint",             // 13
       "IssueAssumedDependency",         // 16
       "IssuePotentialVectorizability",  // 17
+      "IssueCheckAccessPatterns",       // 18
+      "IssueInefficientAccessPatterns",  // 19
       "IssueNeedForSimd",               // 22
   };
   std::vector<std::string> other = {};

@@ -183,11 +183,7 @@ struct ahead_t {
   std::vector<std::string> prefixes;
 };
 const ahead_t kWrittenAhead[] = {
-    {"IssueExcessiveCaching", {"issue_excessive_caching_", "rec_use_nts_"}},
-    {"IssueGatherScatter", {"gather_scatter_"}},
     {"IssueIndirectCalls", {"indirect_call_"}},
-    {"IssueInefficientAccessPatterns", {"inefficient_MAP_"}},
-    {"IssueCheckAccessPatterns", {"check_access_patterns_"}},
     {"IssueLoopMisalignment", {"align_loop_", "loop_misalignment_"}},
     {"IssueOpenMP", {"omp_prevents_vect_"}},
     {"IssuePeelRemainder", {"peel_remainder_", "rec_peel_remainder_"}},
