@@ -13,6 +13,13 @@
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_reciprocal.h"
 #include "discmodels2/recommendations_model/detectors/arithmetic/issue_type_conversions.h"
+#include "discmodels2/recommendations_model/detectors/calls/issue_indirect_calls.h"
+#include "discmodels2/recommendations_model/detectors/calls/issue_open_mp.h"
+#include "discmodels2/recommendations_model/detectors/calls/issue_serialized_user_functions.h"
+#include "discmodels2/recommendations_model/detectors/calls/issue_stl_algorithms.h"
+#include "discmodels2/recommendations_model/detectors/calls/issue_system_functions.h"
+#include "discmodels2/recommendations_model/detectors/calls/issue_user_functions.h"
+#include "discmodels2/recommendations_model/detectors/calls/issue_vector_function_attributes.h"
 #include "discmodels2/recommendations_model/detectors/memory/issue_check_access_patterns.h"
 #include "discmodels2/recommendations_model/detectors/memory/issue_excessive_caching.h"
 #include "discmodels2/recommendations_model/detectors/memory/issue_gather_scatter.h"
@@ -93,11 +100,20 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
       std::make_shared<issues::IssueGatherScatter>(dataProvider),                                 // 8
       std::make_shared<issues::IssueTypeConversions>(dataProvider),                               // 9
       std::make_shared<issues::IssueCompilerDiagnostics>(dataProvider),                           // 10
+      std::make_shared<issues::IssueSystemFunctions>(dataProvider),                               // 11
+      std::make_shared<issues::IssueOpenMP>(dataProvider),                                        // 12
       std::make_shared<issues::IssueFloatingPoint>(dataProvider),                                 // 13
+      std::make_shared<issues::IssueSerializedUserFunctions>(dataProvider),                       // 14
+      std::make_shared<issues::IssueUserFunctions>(dataProvider),                                 // 15
       std::make_shared<issues::IssueAssumedDependency>(dataProvider),                             // 16
       std::make_shared<issues::IssuePotentialVectorizability>(dataProvider, surveyModel),         // 17
       std::make_shared<issues::IssueCheckAccessPatterns>(dataProvider),                           // 18
       std::make_shared<issues::IssueInefficientAccessPatterns>(dataProvider),                     // 19
+      std::make_shared<issues::IssueVectorFunctionAttributes>(dataProvider),                      // 20
+      // The detector's machine value is the CPU type, compared as the
+      // number it is.
+      std::make_shared<issues::IssueIndirectCalls>(dataProvider,
+                                                   static_cast<SystemInfo::IsaExtensions>(machineCpu)),  // 21
       std::make_shared<issues::IssueNeedForSimd>(dataProvider, machineIsa, machineCpu, hasTripCounts,
                                                  surveyModel),  // 22
   };
@@ -112,7 +128,9 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
 
   // ---- Detectors for rows that are not loops: IssueSTLAlgorithms, then a
   // separate IssueZmmShadow under the same feature.
-  // (detectors are appended here as they are written)
+  otherDetectors = {
+      std::make_shared<issues::IssueSTLAlgorithms>(dataProvider),
+  };
 
   // ---- Trait detectors, for every row: TraitMaskedStores, TraitHorizontal,
   // TraitSmallVectorWidth, TraitLowTripCounts, TraitLowGranularity,

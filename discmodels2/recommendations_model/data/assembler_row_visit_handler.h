@@ -42,6 +42,11 @@ class AssemblerRowVisitHandler
 
   bool indirectCallFound() const { return hasIndirectCall; }
 
+ protected:
+  /// For walks that learn of an indirect call by other means than decoding
+  /// (tests, hosts that keep the verdict).
+  void setIndirectCallFound(bool found) { hasIndirectCall = found; }
+
  private:
   std::uint64_t nestingLevel(const data_abstractions2::row_t& row) const;
 

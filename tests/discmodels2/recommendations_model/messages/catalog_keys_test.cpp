@@ -183,16 +183,9 @@ struct ahead_t {
   std::vector<std::string> prefixes;
 };
 const ahead_t kWrittenAhead[] = {
-    {"IssueIndirectCalls", {"indirect_call_"}},
     {"IssueLoopMisalignment", {"align_loop_", "loop_misalignment_"}},
-    {"IssueOpenMP", {"omp_prevents_vect_"}},
     {"IssuePeelRemainder", {"peel_remainder_", "rec_peel_remainder_"}},
     {"IssueRegistersPressure", {"registers_pressure_"}},
-    {"IssueSTLAlgorithms", {"issue_stl_algorithms", "rec_use_parallel_stl"}},
-    {"IssueSerializedUserFunctions", {"serialized_user_function_"}},
-    {"IssueSystemFunctions", {"system_functions_"}},
-    {"IssueUserFunctions", {"user_function_prevent_vectorization_", "user_functions_prevent_vectorization_"}},
-    {"IssueVectorFunctionAttributes", {"add_linear_ref_", "add_processor_specification_", "vector_function_attr_"}},
     {"IssueZmmShadow", {"disable_zmm_", "enable_zmm_", "zmm_shadow_"}},
 };
 
