@@ -165,6 +165,7 @@ class ResultParser {
 
  private:
   bool hasMachineIsa_ = false;
+  std::unordered_map<std::uint64_t, std::string> symbols_;
   /// Iterative row tree under construction: the children of row i are
   /// childIds[childBegin[i] .. childBegin[i + 1]).
   struct PendingLinks {
@@ -185,6 +186,7 @@ class ResultParser {
   bool parseRoofs(const element& value, const JsonPath& at);
   bool parseFileLocators(const element& value, const JsonPath& at);
   bool parseSession(const element& value, const JsonPath& at);
+  bool parseSymbols(const element& value, const JsonPath& at);
   bool parseProgramMetrics(const element& value, const JsonPath& at);
 
   bool parseTree(const element& value, const JsonPath& at, da::DataType type, sptr_t<HostDataset>& out);
@@ -256,11 +258,11 @@ bool ResultParser::readNamedNumber(const element& value, const JsonPath& at, con
 }
 
 bool ResultParser::parse(const element& root, ResultModels& out) {
-  static const std::array<std::string_view, 11> names = {
+  static const std::array<std::string_view, 12> names = {
       "format", "version", "machine", "collected", "frozen", "roofs",
-      "fileLocators", "session", "programMetrics", "bottomUp", "callTree"};
+      "fileLocators", "session", "programMetrics", "symbols", "bottomUp", "callTree"};
   const JsonPath top;
-  Keys<11> keys{names};
+  Keys<12> keys{names};
   if (!collect(root, top, keys)) return false;
 
   // Identify the document before judging its content: a wrong file should be
@@ -288,6 +290,7 @@ bool ResultParser::parse(const element& root, ResultModels& out) {
   if (keys["roofs"] && !parseRoofs(*keys["roofs"], JsonPath(top, "roofs"))) return false;
   if (keys["fileLocators"] && !parseFileLocators(*keys["fileLocators"], JsonPath(top, "fileLocators"))) return false;
   if (keys["session"] && !parseSession(*keys["session"], JsonPath(top, "session"))) return false;
+  if (keys["symbols"] && !parseSymbols(*keys["symbols"], JsonPath(top, "symbols"))) return false;
   if (keys["programMetrics"] && !parseProgramMetrics(*keys["programMetrics"], JsonPath(top, "programMetrics"))) {
     return false;
   }
@@ -307,6 +310,7 @@ bool ResultParser::parse(const element& root, ResultModels& out) {
   out.resultController = pool_allocate<HostResultController>(std::move(controller_));
   out.surveyModel = pool_allocate<HostSurveyingViewModel>(std::move(survey_));
   out.session = std::move(session_);
+  out.symbols = std::make_shared<const std::unordered_map<std::uint64_t, std::string>>(std::move(symbols_));
   return true;
 }
 
@@ -404,6 +408,34 @@ bool ResultParser::parseSession(const element& value, const JsonPath& at) {
     variant_t typed;
     if (!r_.readTyped(entry.value, JsonPath(at, entry.key), typed)) return false;
     session_[std::string(entry.key)] = std::move(typed);
+  }
+  return true;
+}
+
+// Modules occupy distinct addresses in the profiled process, so one table
+// serves them all; a module keeps its own list in the file for the reader.
+bool ResultParser::parseSymbols(const element& value, const JsonPath& at) {
+  object modules;
+  if (!r_.readObject(value, at, modules)) return false;
+  for (auto module : modules) {
+    const JsonPath moduleAt(at, module.key);
+    array entries;
+    if (!r_.readArray(module.value, moduleAt, entries)) return false;
+    std::size_t index = 0;
+    for (element entry : entries) {
+      const JsonPath entryAt(moduleAt, index++);
+      static const std::array<std::string_view, 2> fields = {"address", "name"};
+      Keys<2> keys{fields};
+      if (!collect(entry, entryAt, keys)) return false;
+      if (!require(keys["address"], entryAt, "address") || !require(keys["name"], entryAt, "name")) return false;
+      std::uint64_t address = 0;
+      std::string_view name;
+      if (!r_.readWord(*keys["address"], JsonPath(entryAt, "address"), address)) return false;
+      if (!r_.readString(*keys["name"], JsonPath(entryAt, "name"), name)) return false;
+      if (!symbols_.emplace(address, std::string(name)).second) {
+        return r_.fail(JsonPath(entryAt, "address"), "address given twice");
+      }
+    }
   }
   return true;
 }

@@ -14,6 +14,9 @@
 //   /tmp/run1/result.json: /bottomUp/rows/3/fields/SelfTime: expected a number, got a string
 
 #include <map>
+#include <memory>
+#include <unordered_map>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -35,6 +38,10 @@ struct ResultModels {
   /// through the configuration layer's session storage; seedSessionStorage
   /// (session_seed.h) hands these over to it.
   SessionValues session;
+  /// The names of call targets and pointer slots by address, of all modules
+  /// ("symbols"): what the machine code calls by name. Never null.
+  std::shared_ptr<const std::unordered_map<std::uint64_t, std::string>> symbols =
+      std::make_shared<const std::unordered_map<std::uint64_t, std::string>>();
 };
 
 /// The models, or the one error that stopped the load.

@@ -72,8 +72,19 @@ bool collectFindings(const host_data::ResultModels& models, foundation::IProgres
   model->setSurveyModel(models.surveyModel);
   model->setLoopManager(models.surveyModel->getLoopManager());
   // Decodes the rows' machine code for the detectors that read instructions.
+  // Calls through a slot or to an address that the result names are calls of
+  // that function, not calls through a pointer.
+  assembler_analysis::SymbolResolver symbols;
+  if (!models.symbols->empty()) {
+    symbols = [table = models.symbols](std::uint64_t address, std::string& name) {
+      const auto found = table->find(address);
+      if (found == table->end()) return false;
+      name = found->second;
+      return true;
+    };
+  }
   model->setSourceManager(foundation::pool_allocate<host_data::HostSourceManager, ISourceManager>(
-      models.resultController->getCodeBits()));
+      models.resultController->getCodeBits(), std::move(symbols)));
 
   std::mutex mutex;
   std::condition_variable changed;

@@ -48,6 +48,11 @@ const BadInput kBadInputs[] = {
     {"BadTokenOnLineThree", "{\n  \"format\": \"nimbex-result\",\n  \"version\": 1,,\n}",
      "not valid JSON at line 3, column 16"},
     {"ControlCharactersEscaped", withTop("\"bottom\\u001b[31mUp\\n\": 1"), "/bottom\\u001b[31mUp\\n: unknown key"},
+    {"SymbolsNotAnObject", withTop(R"("symbols": [])"), "/symbols: expected an object, got an array"},
+    {"SymbolWithoutName", withTop(R"("symbols": {"heat": [{"address": "0x10"}]})"), "/symbols/heat/0: missing key \"name\""},
+    {"SymbolAddressTwice",
+     withTop(R"("symbols": {"heat": [{"address": "0x10", "name": "a"}], "libm": [{"address": 16, "name": "b"}]})"),
+     "/symbols/libm/0/address: address given twice"},
     {"FieldNameWithNul", withRows(R"({"id": 1, "fields": {"SelfTime\u0000x": 1.0}})"), "must not contain NUL"},
     {"TopIsArray", "[]", "result.json: /: expected an object, got an array"},
     {"NoFormat", R"({"version": 1})", "/: missing key \"format\""},
@@ -234,6 +239,22 @@ TEST(LoaderMachine, TheResultsMachineIsTheMachine) {
     EXPECT_EQ(SystemInfo().getMaxVectorLength(), c.vectorBits);
   }
   SystemInfo::clearCollectionMachine();
+}
+
+}  // namespace
+
+namespace {
+
+TEST(LoaderSymbols, OneTableForAllModules) {
+  host_data::LoadResult loaded = loadResultText(
+      withTop(R"("symbols": {"heat": [{"address": "0x404018", "name": "exp"}], "libm.so.6": [{"address": 4096, "name": "sin"}]})"),
+      "/results/r1");
+  ASSERT_TRUE(loaded.ok()) << loaded.error();
+  const auto& symbols = *loaded.models().symbols;
+  EXPECT_EQ(symbols.size(), 2u);
+  EXPECT_EQ(symbols.at(0x404018), "exp");
+  EXPECT_EQ(symbols.at(4096), "sin");
+  EXPECT_TRUE(loadResultText(withTop(R"("frozen": false)"), "/r").models().symbols->empty());
 }
 
 }  // namespace
