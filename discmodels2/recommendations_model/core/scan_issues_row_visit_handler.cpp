@@ -20,6 +20,10 @@
 #include "discmodels2/recommendations_model/detectors/calls/issue_system_functions.h"
 #include "discmodels2/recommendations_model/detectors/calls/issue_user_functions.h"
 #include "discmodels2/recommendations_model/detectors/calls/issue_vector_function_attributes.h"
+#include "discmodels2/recommendations_model/detectors/code_shape/issue_loop_misalignment.h"
+#include "discmodels2/recommendations_model/detectors/code_shape/issue_peel_remainder.h"
+#include "discmodels2/recommendations_model/detectors/code_shape/issue_registers_pressure.h"
+#include "discmodels2/recommendations_model/detectors/code_shape/issue_zmm_shadow.h"
 #include "discmodels2/recommendations_model/detectors/memory/issue_check_access_patterns.h"
 #include "discmodels2/recommendations_model/detectors/memory/issue_excessive_caching.h"
 #include "discmodels2/recommendations_model/detectors/memory/issue_gather_scatter.h"
@@ -38,6 +42,7 @@
 #include "discmodels2/recommendations_model/traits/trait_peel_remainder.h"
 #include "discmodels2/recommendations_model/traits/trait_reciprocals.h"
 #include "discmodels2/recommendations_model/traits/trait_small_vector_width.h"
+#include "platform/configuration/product_locations.h"
 #include "platform/foundation/statistic.h"
 #include "platform/portability/assert.h"
 #include "platform/system_info/system_info.h"
@@ -92,6 +97,8 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   // then IssueRooflineGuidance(isa, getDataset(1), roof interpolator) when
   // there is a survey model.
   loopDetectors = {
+      std::make_shared<issues::IssueLoopMisalignment>(dataProvider, machineCpu),                  // 1
+      std::make_shared<issues::IssuePeelRemainder>(dataProvider),                                 // 2
       std::make_shared<issues::IssueCDI>(dataProvider),                                           // 3
       std::make_shared<issues::IssueDIV>(dataProvider),                                           // 4
       std::make_shared<issues::IssueExcessiveCaching>(dataProvider),                              // 5
@@ -116,7 +123,14 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
                                                    static_cast<SystemInfo::IsaExtensions>(machineCpu)),  // 21
       std::make_shared<issues::IssueNeedForSimd>(dataProvider, machineIsa, machineCpu, hasTripCounts,
                                                  surveyModel),  // 22
+      std::make_shared<issues::IssueRegistersPressure>(dataProvider),                             // 23
   };
+
+  // The 512-bit shadow is judged only where the product models it.
+  const sptr_t<configuration::IProductLocations> product = configuration::IProductLocations::get();
+  if (product && product->hasFeature("shadow_model")) {
+    loopDetectors.push_back(std::make_shared<issues::IssueZmmShadow>(dataProvider));
+  }
 
   // The roofline guidance ranks what the others found on the row, so it
   // comes behind all of them.
@@ -131,6 +145,11 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   otherDetectors = {
       std::make_shared<issues::IssueSTLAlgorithms>(dataProvider),
   };
+  // Asked again, and a separate object: the two lists share no detector.
+  const sptr_t<configuration::IProductLocations> productAgain = configuration::IProductLocations::get();
+  if (productAgain && productAgain->hasFeature("shadow_model")) {
+    otherDetectors.push_back(std::make_shared<issues::IssueZmmShadow>(dataProvider));
+  }
 
   // ---- Trait detectors, for every row: TraitMaskedStores, TraitHorizontal,
   // TraitSmallVectorWidth, TraitLowTripCounts, TraitLowGranularity,

@@ -41,6 +41,8 @@ TEST(DetectorLists, LoopRowsOtherRowsAndTraits) {
       model, foundation::pool_allocate<FakeResultController>(), nullptr);
 
   std::vector<std::string> loop = {
+      "IssueLoopMisalignment",          //  1
+      "IssuePeelRemainder",             //  2
       "IssueCDI",                       //  3
       "IssueDIV",                       //  4
       "IssueExcessiveCaching",          //  5
@@ -61,14 +63,19 @@ TEST(DetectorLists, LoopRowsOtherRowsAndTraits) {
       "IssueVectorFunctionAttributes",  // 20
       "IssueIndirectCalls",             // 21
       "IssueNeedForSimd",               // 22
+      "IssueRegistersPressure",         // 23
   };
   std::vector<std::string> other = {"IssueSTLAlgorithms"};
-  // The feature's detector is not written yet, so both runs expect the same.
   if (shadowModel()) {
+    loop.push_back("IssueZmmShadow");
+    other.push_back("IssueZmmShadow");
   }
   loop.push_back("IssueRooflineGuidance");
 
   EXPECT_EQ(names(scan->loopDetectorList()), loop);
+  if (shadowModel()) {
+    EXPECT_NE(scan->loopDetectorList()[23], scan->otherDetectorList()[1]) << "one object in both lists";
+  }
   EXPECT_EQ(names(scan->otherDetectorList()), other);
   EXPECT_EQ(names(scan->traitDetectorList()),
             (std::vector<std::string>{"TraitMaskedStores", "TraitHorizontal", "TraitSmallVectorWidth",

@@ -15,6 +15,7 @@
 // "x_text_cpp(%1)" shows both which form of a key was chosen and what was
 // passed. A key the catalogue lacks reads as itself, as in production.
 
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -25,10 +26,12 @@
 #include <string>
 #include <vector>
 
+#include <boost/make_shared.hpp>
 #include <gtest/gtest.h>
 
 #include "discmodels2/recommendations_model/core/detector.h"
 #include "discmodels2/recommendations_model/messages/translation.h"
+#include "platform/assembler_analysis/assembler_lines.h"
 #include "platform/portability/message_catalog.h"
 #include "tests/discmodels2/recommendations_model/test_fakes.h"
 
@@ -49,9 +52,23 @@ class IssueProvider : public test_fakes::StubProvider {
     return it == bottomUp.end() ? generic_iterator_t<row_t>() : generic_iterator_t<row_t>(std::vector<row_t>(it->second));
   }
   boost::shared_ptr<assembler_analysis::AssemblerLines> getAssemblerLines(
-      const row_t& row, const boost::shared_ptr<assembler_analysis::RegisterPressure>&) const override {
+      const row_t& row, const boost::shared_ptr<assembler_analysis::RegisterPressure>& pressure) const override {
     auto it = lines.find(row.get());
-    return it == lines.end() ? nullptr : it->second;
+    if (it != lines.end()) return it->second;
+    auto machine = code.find(row.get());
+    if (machine == code.end()) return nullptr;
+    // As the production provider: lines already made are handed out again;
+    // an emptied buffer is decoded anew, with the pressure record if any.
+    auto& buffer = decoded[row.get()];
+    if (!buffer) buffer = boost::make_shared<assembler_analysis::AssemblerLines>();
+    if (buffer->size() == 0) {
+      assembler_analysis::CodeRegion region;
+      region.bytes = machine->second.bytes.data();
+      region.size = machine->second.bytes.size();
+      region.address = machine->second.address;
+      assembler_analysis::createAssemblerGenerator()->generate(region, *buffer, pressure.get());
+    }
+    return buffer->size() == 0 ? nullptr : buffer;
   }
   bool isLoopMatchThreshold(const row_t& row, double percent) const override {
     auto it = share.find(row.get());
@@ -69,6 +86,14 @@ class IssueProvider : public test_fakes::StubProvider {
   mutable std::map<const void*, CommonData> records;
   std::map<const void*, std::vector<row_t>> bottomUp;
   std::map<const void*, boost::shared_ptr<assembler_analysis::AssemblerLines>> lines;
+  /// Machine code of a row and its address, decoded by the real generator
+  /// when a row has no prepared `lines`.
+  struct MachineCode {
+    std::vector<std::uint8_t> bytes;
+    std::uint64_t address = 0;
+  };
+  std::map<const void*, MachineCode> code;
+  mutable std::map<const void*, boost::shared_ptr<assembler_analysis::AssemblerLines>> decoded;
   /// Share of the program's time, for isLoopMatchThreshold.
   std::map<const void*, double> share;
   std::map<const void*, int> shadowDiagnostic;
@@ -149,9 +174,10 @@ inline std::string renderBag(const variant_bag_t& bag) {
 }
 
 /// One line per issue, then one indented line per recommendation:
-///   id [flags] title / text {bag}
+///   id [flags] title / text {bag} impact=0.43
 ///     id cN [flags] title / text {bag}
-/// The bag is left out when empty.
+/// The bag is left out when empty, the impact when the issue has none; the
+/// impact is printed to the last bit of its float.
 inline std::vector<std::string> render(const std::vector<sptr_t<IIssueEx>>& issues) {
   std::vector<std::string> lines;
   auto line = [](const IRecommendationBase& r) {
@@ -167,6 +193,12 @@ inline std::vector<std::string> render(const std::vector<sptr_t<IIssueEx>>& issu
       continue;
     }
     lines.push_back(line(*issue));
+    float impact = 0.0f;
+    if (issue->getValue(IRecommendationBase::impactId(), impact)) {
+      char printed[32];
+      std::snprintf(printed, sizeof printed, "%.9g", static_cast<double>(impact));
+      lines.back() += std::string(" impact=") + printed;
+    }
     for (auto recs = issue->getRecommendations(); !recs.at_end(); recs.next()) {
       lines.push_back(recs.current() ? line(*recs.current()) : "  null recommendation");
     }
