@@ -1,0 +1,68 @@
+// The bundled example results, scanned whole as nimbex-cl scans them: each
+// loop the example was written for carries its issue.
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "data_abstractions2/i_dataset_helper.h"
+#include "discmodels2/recommendations_model/core/scan_issues_row_visit_handler.h"
+#include "platform/host_data/host_source_manager.h"
+#include "platform/host_data/result_loader.h"
+
+namespace {
+
+using namespace data_abstractions2;
+
+struct Expected {
+  const char* example;
+  std::uint64_t row;  // bottom-up row id
+  const char* issue;
+  const char* why;
+};
+
+const Expected kExpected[] = {
+    {"basic", 4001, "need_for_simd_issue", "prolongate: outer loop, 15541, a vectorized inner loop of 3 iterations"},
+    {"basic", 4001, "compiler_diag_issue_15541", "prolongate: the compiler's own verdict"},
+    {"basic", 4002, "cdi_issue", "prolongate's inner loop guards a dependency it doesn't need"},
+    {"basic", 4011, "vectorizability_issue", "checksum: GNU -O2, scalar, a mix worth vectorizing"},
+    {"basic", 8, "proven_dependency_issue", "normSum: 15344 and the analysis found a dependency"},
+    {"basic", 8, "compiler_diag_issue_15344", "normSum: the compiler's own verdict"},
+    {"basic", 3041, "compiler_diag_issue_15335", "applyBoundary: judged inefficient"},
+};
+
+std::vector<std::string> issuesOf(const row_t& row) {
+  std::vector<std::string> ids;
+  for (auto it = row->rowIssues(); !it.at_end(); it.next()) ids.push_back(it.current()->getStringId());
+  return ids;
+}
+
+TEST(BundledExamples, EachLoopCarriesTheIssueItWasWrittenFor) {
+  const char* root = std::getenv("NIMBEX_SOURCE_DIR");
+  ASSERT_NE(root, nullptr);
+  std::string loadedExample;
+  host_data::LoadResult loaded = host_data::LoadResult::failure("nothing loaded");
+  for (const Expected& e : kExpected) {
+    SCOPED_TRACE(std::string(e.example) + " row " + std::to_string(e.row) + ": " + e.why);
+    if (loadedExample != e.example) {
+      loaded = host_data::loadResultDirectory(std::string(root) + "/examples/" + e.example);
+      ASSERT_TRUE(loaded.ok()) << loaded.error();
+      const auto& models = loaded.models();
+      auto scan = foundation::pool_allocate<data_models2::ScanIssuesRowVisitHandler>(
+          models.surveyModel, models.resultController,
+          foundation::pool_allocate<host_data::HostSourceManager, ISourceManager>(models.resultController->getCodeBits()));
+      ASSERT_TRUE(IDatasetHelper::create(models.surveyModel->getDataset(BottomUp))
+                      ->visitRows(nullptr, scan, IDatasetHelper::PostVisit, nullptr));
+      loadedExample = e.example;
+    }
+    const row_t row = loaded.models().surveyModel->getDataset(BottomUp)->getRow(e.row);
+    ASSERT_TRUE(row);
+    const std::vector<std::string> ids = issuesOf(row);
+    EXPECT_NE(std::find(ids.begin(), ids.end(), e.issue), ids.end()) << e.issue;
+  }
+}
+
+}  // namespace
