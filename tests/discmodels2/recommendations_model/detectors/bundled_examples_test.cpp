@@ -32,6 +32,13 @@ const Expected kExpected[] = {
     {"basic", 8, "proven_dependency_issue", "normSum: 15344 and the analysis found a dependency"},
     {"basic", 8, "compiler_diag_issue_15344", "normSum: the compiler's own verdict"},
     {"basic", 3041, "compiler_diag_issue_15335", "applyBoundary: judged inefficient"},
+    {"basic", 5001, "user_functions_prevent_vectorization_issue", "assembleMatrix: a call keeps it scalar"},
+    {"basic", 5011, "serialized_user_function_issue", "heatFlux: vectorized, a plain call per lane"},
+    {"basic", 5011, "vector_function_attr_issue", "heatFlux: its callee's variant is built for AVX-512"},
+    {"basic", 5031, "omp_prevents_vect_issue", "exchangeHalos: asks the runtime for the thread number"},
+    {"basic", 5041, "system_functions_issue", "monitor: logs through fprintf"},
+    {"basic", 5041, "indirect_call_issue", "monitor: calls through a pointer"},
+    {"basic", 5050, "issue_stl_algorithms", "std::sort worth a parallel policy"},
 };
 
 std::vector<std::string> issuesOf(const row_t& row) {
