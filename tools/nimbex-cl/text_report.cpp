@@ -133,6 +133,11 @@ std::string wrapText(const std::string& text, std::size_t indent, std::size_t wi
   std::istringstream lines(text);
   std::string line;
   while (std::getline(lines, line)) {
+    // Catalogue texts mark code with two leading blanks: it keeps its lines.
+    if (line.rfind("  ", 0) == 0) {
+      out += pad + line + "\n";
+      continue;
+    }
     std::istringstream words(line);
     std::string word;
     std::string current;
@@ -191,12 +196,28 @@ void TextReport::print(std::ostream& out) const {
     row_lock_t lock = loop.row->lockRow();
     const std::string zone = zoneOf(*loop.row);
     if (!zone.empty()) out << "   Zone: " << zone << "\n";
-    // A trait may stand in two columns of the host's table with one text;
-    // a text report has no columns, so it says each text once.
-    std::set<std::string> traitTexts;
+    // A trait may stand in two columns of the host's table, once with a
+    // header before its text; a text report has no columns, so it says each
+    // text once, the fullest form.
+    std::vector<std::string> traitTexts;
     for (auto traits = loop.row->rowTraits(); !traits.at_end(); traits.next()) {
-      if (!traits.current() || !traitTexts.insert(traits.current()->getText()).second) continue;
-      out << "   Trait:\n" << wrapText(traits.current()->getText(), 5, settings_.width);
+      if (traits.current() && !traits.current()->getText().empty()) traitTexts.push_back(traits.current()->getText());
+    }
+    auto endsWith = [](const std::string& text, const std::string& tail) {
+      return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+    };
+    for (std::size_t i = 0; i < traitTexts.size(); ++i) {
+      bool covered = false;
+      for (std::size_t j = 0; j < traitTexts.size() && !covered; ++j) {
+        if (i == j) continue;
+        covered = (traitTexts[j] != traitTexts[i] && endsWith(traitTexts[j], traitTexts[i])) ||
+                  (traitTexts[j] == traitTexts[i] && j < i);
+      }
+      if (covered) continue;
+      const std::string& text = traitTexts[i];
+      const std::size_t firstBreak = text.find('\n');
+      out << "   Trait: " << text.substr(0, firstBreak) << "\n";
+      if (firstBreak != std::string::npos) out << wrapText(text.substr(firstBreak + 1), 5, settings_.width);
     }
     auto issues = loop.row->rowIssues();
     if (issues.at_end()) out << "   No issues found.\n";
@@ -204,13 +225,18 @@ void TextReport::print(std::ostream& out) const {
       const auto& issue = issues.current();
       if (!issue) continue;
       out << "   Issue: " << issue->getTitle() << "\n";
-      if (!issue->getText().empty()) out << wrapText(issue->getText(), 5, settings_.width);
+      // Some findings use one catalogue text as title and text: say it once.
+      if (!issue->getText().empty() && issue->getText() != issue->getTitle()) {
+        out << wrapText(issue->getText(), 5, settings_.width);
+      }
       for (auto recs = issue->getRecommendations(); !recs.at_end(); recs.next()) {
         const auto& rec = recs.current();
         if (!rec) continue;
         out << "     Recommendation [confidence: " << confidenceName(rec->getConfidence()) << "]: " << rec->getTitle()
             << "\n";
-        if (!rec->getText().empty()) out << wrapText(rec->getText(), 7, settings_.width);
+        if (!rec->getText().empty() && rec->getText() != rec->getTitle()) {
+          out << wrapText(rec->getText(), 7, settings_.width);
+        }
       }
     }
   }
