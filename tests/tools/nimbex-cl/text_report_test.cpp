@@ -19,6 +19,9 @@ TEST(WrapText, WrapsAtWordsAndKeepsLineBreaks) {
       {"first\n\nsecond", 1, 40, " first\n\n second\n"},
       // A word longer than the line stands alone rather than being cut.
       {"x " + std::string(40, 'y') + " z", 0, 24, "x\n" + std::string(40, 'y') + "\nz\n"},
+      // Code keeps its lines and its own indentation, however long.
+      {"Do this:\n  for (int i = 0;  i < n; ++i)   // a long comment that runs past the width", 2, 30,
+       "  Do this:\n    for (int i = 0;  i < n; ++i)   // a long comment that runs past the width\n"},
   };
   for (const Case& c : cases) EXPECT_EQ(wrapText(c.text, c.indent, c.width), c.expected) << c.text;
 }
