@@ -105,3 +105,33 @@ TEST(VectorFunctionNameTest, InvalidNamesLeaveTheDescriptorAlone) {
 }
 
 }  // namespace
+
+namespace data_models2::mangle_rules_helpers {
+namespace {
+
+// The variants gcc 12 emits for two `declare simd` functions (nm of
+//   #pragma omp declare simd notinbranch       double weight(double);
+//   #pragma omp declare simd linear(p) uniform(s) float scale(float* p, float s);
+// built with -fopenmp-simd): every one reads, with the set its letter names.
+TEST(VectorFunctionNameTest, NamesGccEmitsForDeclareSimd) {
+  const char* names[] = {"_ZGVbM4l4u_scale", "_ZGVbN2v_weight",   "_ZGVbN4l4u_scale", "_ZGVcM8l4u_scale",
+                         "_ZGVcN4v_weight",  "_ZGVcN8l4u_scale",  "_ZGVdM8l4u_scale", "_ZGVdN4v_weight",
+                         "_ZGVdN8l4u_scale", "_ZGVeM16l4u_scale", "_ZGVeN16l4u_scale", "_ZGVeN8v_weight"};
+  for (const char* name : names) {
+    SCOPED_TRACE(name);
+    VectorFunctionDescriptor descriptor;
+    ASSERT_TRUE(demangleVectorFunctionName(name, descriptor));
+    const std::string scalar = descriptor.scalarName;
+    EXPECT_TRUE(scalar == "weight" || scalar == "scale");
+    // A pointer advanced by 4 bytes per lane: linear with step 4, then uniform.
+    if (scalar == "scale") {
+      ASSERT_EQ(descriptor.parameters.size(), 2u);
+      EXPECT_EQ(descriptor.parameters.front().kind, static_cast<unsigned>(ParamLinear));
+      EXPECT_EQ(descriptor.parameters.front().step, 4);
+      EXPECT_EQ(descriptor.parameters.back().kind, static_cast<unsigned>(ParamUniform));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace data_models2::mangle_rules_helpers
