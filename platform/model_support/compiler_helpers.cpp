@@ -87,16 +87,41 @@ struct DiagnosticText {
   const char* text;
 };
 
-// Only the numbers whose meaning the library relies on elsewhere; the
-// catalogue carries the documented ones with examples.
+// Short texts of the numbers a user is likely to meet, in our words; the
+// catalogue carries the documented ones with examples and advice. Sorted by
+// number.
 constexpr DiagnosticText kDiagnosticTexts[] = {
     {15300, "the loop was vectorized"},
+    {15301, "the loop was vectorized as the SIMD directive asked"},
+    {15305, "vectorization support: the vector length chosen for the loop"},
     {15306, "the loop was replaced by a call to a memory routine such as memset or memcpy"},
+    {15313, "the loop was not vectorized: a data type or operation in it has no vector form on the target"},
     {15315, "the loop was not vectorized: it runs too few iterations for vector code to pay off"},
+    {15316, "the loop was not vectorized: it is not an innermost loop"},
+    {15319, "the loop was not vectorized: a directive asked to keep it scalar"},
+    {15326, "the loop was not vectorized: the floating-point exception model forbids the vector math calls"},
+    {15327, "the loop was not vectorized: the vector math library does not provide this call for the target"},
+    {15333, "the loop was not vectorized: exception handling around a call prevents it"},
+    {15335, "the loop was not vectorized: vectorization is possible but the compiler judged it inefficient"},
+    {15336, "the loop was not vectorized: a scalar is assigned under a condition"},
+    {15340, "the loop was not vectorized: pragma or directive not honoured for this loop"},
+    {15341, "the loop was not vectorized: the loop is not in a form the vectorizer accepts"},
     {15344, "the loop was not vectorized: the compiler assumed a dependency between iterations"},
+    {15346, "a dependency was assumed between two memory references of the loop"},
+    {15382, "the loop was not vectorized: a call to a function that cannot be vectorized"},
+    {15383, "the loop was not vectorized: a call to a function whose vector form is not allowed here"},
+    {15520, "the loop was not vectorized: it can leave early and is not a recognisable search"},
+    {15521, "the loop was not vectorized: the trip count cannot be computed before the loop starts"},
+    {15523, "the loop was not vectorized: its control variable could not be identified"},
+    {15527, "the loop was not vectorized: a call with side effects cannot be vectorized"},
+    {15529, "the loop was not vectorized: a volatile variable is accessed in it"},
+    {15532, "the loop was not vectorized: compile-time limits stopped the optimization"},
     {15533, "the loop was not vectorized: its structure is too complex for the vectorizer"},
+    {15535, "the loop was not vectorized: a loop-carried value cannot be kept in vector form"},
+    {15536, "the outer loop was not vectorized: its inner loop is too complex to run per vector"},
     {15541, "the outer loop was not vectorized automatically; an explicit SIMD directive may vectorize it"},
     {15542, "the loop was not vectorized: its inner loop was vectorized instead"},
+    {15543, "the loop was not vectorized: a loop with a function call is not a candidate"},
 };
 
 }  // namespace

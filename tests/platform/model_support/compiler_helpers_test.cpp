@@ -147,3 +147,31 @@ TEST(MainVectTypeTest, TypesOfEachKindAndTheirWidths) {
 }
 
 }  // namespace
+
+namespace data_models2::compiler_helpers {
+namespace {
+
+TEST(CompilerNonVectorizationMessage, KnownNumbersHaveTextsOthersNameTheNumber) {
+  struct Case {
+    int number;
+    bool known;
+    const char* fragment;
+  };
+  const Case cases[] = {
+      {15300, true, "was vectorized"},
+      {15344, true, "assumed a dependency"},
+      {15382, true, "call to a function"},
+      {15326, true, "exception model"},
+      {15543, true, "function call"},
+      {15999, false, "diagnostic 15999"},
+      {-1, false, "diagnostic -1"},
+  };
+  for (const Case& c : cases) {
+    std::string message;
+    EXPECT_EQ(getCompilerNonVectorizationMessage(c.number, message), c.known) << c.number;
+    EXPECT_NE(message.find(c.fragment), std::string::npos) << message;
+  }
+}
+
+}  // namespace
+}  // namespace data_models2::compiler_helpers
