@@ -9,7 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include "discmodels2/recommendations_model/detectors/code_shape/issue_loop_misalignment.h"
 #include "discmodels2/recommendations_model/detectors/code_shape/issue_peel_remainder.h"
+#include "discmodels2/recommendations_model/detectors/code_shape/issue_registers_pressure.h"
+#include "discmodels2/recommendations_model/detectors/code_shape/issue_zmm_shadow.h"
 #include "tests/discmodels2/recommendations_model/detectors/issue_test_support.h"
 
 namespace {
@@ -285,6 +288,172 @@ TEST_F(PeelRemainderTest, RemediesTheirOrderAndTheEstimate) {
        {issueWithImpact("-0.0554457903"), peelRec(7, 1), peelRec(1, 2, kCountsRan), peelRec(11, 1)}},
   };
   runTable(cases, [](Rows& r) { return std::make_shared<IssuePeelRemainder>(r.provider); });
+}
+
+// ---------------------------------------------------------------------------
+// Loop misalignment
+
+// 16 bytes of a vector loop: vmovupd ymm0, [rdi+rax*8]; vmulpd ymm0, ymm0,
+// [rsi+rax*8]; add rax, 4; jne back.
+std::vector<std::uint8_t> bytesOf(const std::string& hex) {
+  std::vector<std::uint8_t> bytes;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 3) bytes.push_back(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return bytes;
+}
+const std::string kBody16 = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 75 f0";
+// The same with a compare: 19 bytes.
+const std::string kBody19 = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 48 39 c8 72 ed";
+
+struct Placed {
+  std::uint64_t address = 0x1008;
+  const std::string* code = &kBody16;
+  double time = 0.1;
+  bool trips = true;
+  std::uint64_t average = 500;
+};
+
+sptr_t<FakeRow> placed(Rows& r, const Placed& p, IMetadata::type_t type = kLoop | IMetadata::TypeInnermost) {
+  sptr_t<FakeRow> row = r.add(type, [&](CommonData& d) {
+    d.totalTime = p.time;
+    d.fieldPresence[TripCountAverage] = p.trips;
+    d.tripCountAverage = p.average;
+  });
+  r.provider->code[row.get()] = {bytesOf(*p.code), p.address};
+  return row;
+}
+
+TEST_F(IssueDetectorTest, LoopMisalignment) {
+  const std::vector<std::string> found = {
+      line("loop_misalignment_issue", 65, "loop_misalignment_issue_title", "loop_misalignment_issue_text"),
+      rec("align_loop", 1, "align_loop_title", "align_loop_text")};
+  auto at = [](Placed p) { return [p](Rows& r) { placed(r, p); }; };
+  auto onCpu = [](int cpu) {
+    return [cpu](Rows& r) {
+      return std::make_shared<IssueLoopMisalignment>(r.provider, static_cast<system_info::SystemInfo::CPUType>(cpu));
+    };
+  };
+  runTable(
+      {
+          {"16 bytes at 8 modulo 16 cross a block", at({}), found},
+          {"16 bytes on a block boundary", at({.address = 0x1000}), {}},
+          {"19 bytes fit no 16-byte block but cross a 32-byte one", at({.address = 0x1010, .code = &kBody19}), found},
+          {"19 bytes inside one 32-byte block", at({.address = 0x1000, .code = &kBody19}), {}},
+          {"a total time of exactly 0.025 s counts", at({.time = 0.025}), found},
+          {"0.0249 s is too cold", at({.time = 0.0249}), {}},
+          {"three iterations are too few", at({.average = 3}), {}},
+          {"four are enough on these processors", at({.average = 4}), found},
+          {"without trip counts the count is not asked", at({.trips = false, .average = 0}), found},
+          {"type 2048", [](Rows& r) { r.data(placed(r, {})).typeFlag2048 = true; }, {}},
+          {"no code", [](Rows& r) { r.add(kLoop, [](CommonData& d) { d.totalTime = 1.0; }); }, {}},
+          {"no loop", [](Rows& r) { placed(r, {}, 0); }, {}},
+          {"a split loop with a misaligned part",
+           [](Rows& r) {
+             sptr_t<FakeRow> loop = r.add(kLoop | IMetadata::TypeSplitLoop, [](CommonData& d) { d.isSplitLoop = true; });
+             r.treeChild(loop, placed(r, {.address = 0x1000}));
+             r.treeChild(loop, placed(r, {}));
+           },
+           found},
+      },
+      onCpu(10));
+  runTable(
+      {
+          {"1024 iterations hide the penalty elsewhere", at({.average = 1024}), {}},
+          {"1025 do not", at({.average = 1025}), found},
+      },
+      onCpu(0));
+}
+
+// ---------------------------------------------------------------------------
+// Register pressure
+
+// A loop gcc 12 made of twenty accumulators (-O2 -mavx2): all sixteen ymm
+// registers in use, four accumulators kept on the stack.
+const std::string kSpillingLoop =
+    "c5 7d 59 38 48 83 c2 50 48 05 80 02 00 00 c4 c1 75 58 cf c5 7d 59 b8 a0 fd ff ff c4 41 0d 58 f7 "
+    "c5 7d 59 b8 c0 fd ff ff c5 05 58 7c 24 a8 c5 7d 29 7c 24 a8 c5 7d 59 b8 e0 fd ff ff c5 05 58 7c "
+    "24 88 c5 7d 29 7c 24 88 c5 7d 59 b8 00 fe ff ff c5 05 58 7c 24 e8 c5 7d 29 7c 24 e8 c5 7d 59 b8 "
+    "20 fe ff ff c5 05 58 7c 24 c8 c5 7d 29 7c 24 c8 c5 7d 59 b8 40 fe ff ff c5 05 58 7c 24 08 c5 7d "
+    "29 7c 24 08 c5 7d 59 b8 60 fe ff ff c5 05 58 7c 24 28 c5 7d 29 7c 24 28 c5 7d 59 b8 80 fe ff ff "
+    "c4 41 15 58 ef c5 7d 59 b8 a0 fe ff ff c4 41 1d 58 e7 c5 7d 59 b8 c0 fe ff ff c4 41 25 58 df c5 "
+    "7d 59 b8 e0 fe ff ff c4 41 2d 58 d7 c5 7d 59 b8 00 ff ff ff c4 41 35 58 cf c5 7d 59 b8 20 ff ff "
+    "ff c4 41 3d 58 c7 c5 7d 59 b8 40 ff ff ff c4 c1 45 58 ff c5 7d 59 b8 60 ff ff ff c4 c1 4d 58 f7 "
+    "c5 7d 59 78 80 c4 c1 55 58 ef c5 7d 59 78 a0 c4 c1 5d 58 e7 c5 7d 59 78 c0 c4 c1 65 58 df c5 7d "
+    "59 78 e0 c4 c1 6d 58 d7 48 39 d6 0f 8f cf fe ff ff ";
+const std::string kNoSpills = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 75 f0";
+
+auto pressured(const std::string& code, Tweak t = {}) {
+  return [=](Rows& r) {
+    sptr_t<FakeRow> row = r.add(kLoop | IMetadata::TypeInnermost, [&](CommonData& d) {
+      d.fieldPresence[Field22] = true;
+      d.fieldPresence[IsVectorized] = true;
+      d.field22 = 2;
+      d.isVectorized = true;
+      d.isaType = system_info::SystemInfo::IsaAvx2;
+      d.unrollFactor = 20;
+      if (t) t(d);
+    });
+    r.provider->code[row.get()] = {bytesOf(code), 0x404090};
+  };
+}
+
+TEST_F(IssueDetectorTest, RegistersPressure) {
+  const std::string issue =
+      line("registers_pressure_issue", 65, "registers_pressure_issue_title", "registers_pressure_issue_text");
+  runTable(
+      {
+          {"all registers used, values round-trip through the stack: unroll less, sure",
+           pressured(kSpillingLoop),
+           {issue, rec("registers_pressure_rec_reduce_factor", 3, "registers_pressure_rec_reduce_factor_title",
+                       "registers_pressure_rec_reduce_factor_text_cpp")}},
+          {"not unrolled, split already", pressured(kSpillingLoop, [](CommonData& d) {
+             d.unrollFactor = 1;
+             d.loopFlags59 = 2;
+           }),
+           {}},
+          {"not unrolled, too short to be worth splitting", pressured(kSpillingLoop, [](CommonData& d) {
+             d.unrollFactor = 1;
+           }),
+           {}},
+          {"free registers left", pressured(kNoSpills), {}},
+          {"an AVX-512 loop has 32 registers", pressured(kSpillingLoop, [](CommonData& d) {
+             d.isaType = system_info::SystemInfo::IsaAvx512;
+           }),
+           {}},
+          {"no code mode", pressured(kSpillingLoop, [](CommonData& d) { d.fieldPresence[Field22] = false; }), {}},
+          {"scalar", pressured(kSpillingLoop, [](CommonData& d) { d.isVectorized = false; }), {}},
+          {"split", pressured(kSpillingLoop, [](CommonData& d) { d.isSplitLoop = true; }), {}},
+          {"not innermost", pressured(kSpillingLoop, [](CommonData& d) { d.isInnermostLoop = false; }), {}},
+      },
+      [](Rows& r) { return std::make_shared<IssueRegistersPressure>(r.provider); });
+}
+
+// ---------------------------------------------------------------------------
+// 512-bit shadow
+
+TEST_F(IssueDetectorTest, ZmmShadow) {
+  auto verdict = [](int diagnostic, bool fortran = false) {
+    return [=](Rows& r) {
+      sptr_t<FakeRow> row = r.add(kLoop, [&](CommonData& d) { d.isFortran = fortran; });
+      r.provider->shadowDiagnostic[row.get()] = diagnostic;
+    };
+  };
+  const std::string issue = line("zmm_shadow_issue", 65, "zmm_shadow_issue_title", "zmm_shadow_issue_text");
+  const std::string off = rec("disable_zmm", 1, "disable_zmm_title", "disable_zmm_text");
+  const std::string on = rec("enable_zmm", 1, "enable_zmm_title", "enable_zmm_text");
+  runTable(
+      {
+          {"512-bit vectors lose time", verdict(2), {issue, off}},
+          {"they would gain", verdict(3), {issue, on}},
+          {"they would gain, found elsewhere", verdict(4), {issue, on}},
+          {"in Fortran", verdict(2, true),
+           {line("zmm_shadow_issue", 129, "zmm_shadow_issue_title", "zmm_shadow_issue_text"),
+            rec("disable_zmm_fortran", 1, "disable_zmm_title", "disable_zmm_text")}},
+          {"no diagnosis", verdict(0), {}},
+          {"no difference", verdict(1), {}},
+          {"an unknown verdict", verdict(5), {}},
+          {"a negative one", verdict(-1), {}},
+      },
+      [](Rows& r) { return std::make_shared<IssueZmmShadow>(r.provider); });
 }
 
 }  // namespace
