@@ -9,6 +9,8 @@ packages=(
   libboost-program-options-dev libboost-thread-dev
   liblog4cplus-dev libpugixml-dev libsimdjson-dev libzydis-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libdw-dev libelf-dev zlib1g-dev libyaml-dev clang
+  linux-perf valgrind
 )
 
 missing=()
