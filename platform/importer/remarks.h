@@ -39,6 +39,15 @@ bool readClangOptYaml(const std::string& path, RemarkSet& out, std::string& erro
 // Every *.opt-record.json.gz and *.opt.yaml below dir.
 bool readRemarksBelow(const std::string& dir, RemarkSet& out, std::string& error);
 
+// The diagnostic numbers a compiler's reason can map to.
+constexpr int kVectorizedDiagnostic = 15300;
+constexpr int kMemRoutineDiagnostic = 15306;
+constexpr int kAssumedDependencyDiagnostic = 15344;
+constexpr int kTooComplexDiagnostic = 15533;
+// Not a reason any record gives: the joiner sets it on an outer loop left
+// scalar whose inner loop was vectorized.
+constexpr int kInnerLoopVectorizedDiagnostic = 15542;
+
 // Our diagnostic number for a compiler's reason, -1 when none of ours means
 // the same thing. key is a clang remark Name or gcc's normalised message.
 int diagnosticForReason(const std::string& compiler, const std::string& key);
