@@ -16,12 +16,17 @@ using namespace data_abstractions2;
 namespace {
 
 // Pattern names are asked for as "pattern_name_" and the compiler's code;
-// these are the codes the catalogue names.
+// these are the codes the catalogue names. Code 0 (nothing recognised) is
+// named too: a variable kept for another gather reports its 0 gathers as
+// well.
 [[maybe_unused]] constexpr const char* kPatternNameKeys[] = {
-    "pattern_name_1", "pattern_name_2", "pattern_name_3", "pattern_name_4",
+    "pattern_name_0", "pattern_name_1", "pattern_name_2", "pattern_name_3", "pattern_name_4",
     "pattern_name_5", "pattern_name_6", "pattern_name_7", "pattern_name_8",
 };
 constexpr const char* kPatternNamePrefix = "pattern_name_";
+
+// The issue's keys are its id string with "_title" and "_text" behind it.
+[[maybe_unused]] constexpr const char* kIssueKeyStems[] = {"gather_scatter_issue"};
 
 }  // namespace
 
@@ -51,9 +56,8 @@ bool IssueGatherScatter::detect(row_t row, IssueList issues) const {
   }
   if (patternByVariable.empty()) return false;
 
-  // The keys are the issue's id string with "_title" and "_text".
-  sptr_t<IIssueEx> issue = createIssueEx(issueId(IIssueEx::GatherScatter), translate("gather_scatter_issue_title"),
-                                         translate("gather_scatter_issue_text"), kIssuePriority,
+  const std::string id = issueId(IIssueEx::GatherScatter);
+  sptr_t<IIssueEx> issue = createIssueEx(id, translate(id + "_title"), translate(id + "_text"), kIssuePriority,
                                          issueFlags(data, kMemoryIssueClass), variant_bag_t());
 
   variant_bag_t bag;

@@ -222,6 +222,28 @@ TEST_F(IssueDetectorTest, InefficientAccessPatterns) {
           {"marked parts that never ran are passed over",
            [](Rows& r) { checkedPart(r, splitFortranLoop(r, {1}), 2, true); },
            {kMapIssueFortran, kContiguous}},
+          {"a marked part that ran counts",
+           [](Rows& r) { r.data(checkedPart(r, splitFortranLoop(r, {1}), 2, true)).callCount = 4; }, {}},
+          {"a part without the outcome field is passed over",
+           [](Rows& r) { r.data(checkedPart(r, splitFortranLoop(r, {1}), 2)).fieldPresence[Field65] = false; },
+           {kMapIssueFortran, kContiguous}},
+          {"a split Fortran innermost loop with many large strides: contiguous first",
+           [](Rows& r) {
+             sptr_t<FakeRow> loop = splitFortranLoop(r, {1});
+             r.data(loop).isInnermostLoop = true;
+             r.data(loop).strides = {{50.0, 10.0, 40.0}, true};
+           },
+           {kMapIssueFortran, kContiguous,
+            rec("inefficient_MAP_rec_exchange_outer_fortran", 1, "inefficient_MAP_rec_exchange_outer_title",
+                "inefficient_MAP_rec_exchange_outer_text_fortran", "{no_map_disclaimer{=1}}")}},
+          {"a vector body",
+           [](Rows& r) {
+             sptr_t<FakeRow> loop = measured(r, {});
+             r.data(loop).isVectorized = true;
+             r.data(loop).isVectorBodyPart = true;
+             r.data(loop).isInnermostLoop = false;
+           },
+           {kMapIssue, kSoa, vldk(3)}},
       },
       make<IssueInefficientAccessPatterns>());
 }
