@@ -43,6 +43,8 @@ const Expected kExpected[] = {
     {"basic", 5050, "issue_stl_algorithms", "std::sort worth a parallel policy"},
     {"basic", 3051, "inefficient_MAP_issue", "cellFlux: half its accesses walk an array of structures"},
     {"basic", 3063, "check_access_patterns_issue", "packHalo: masked stores and no stride data"},
+    {"basic", 3, "gather_scatter_issue", "relax: gathers one member of an array of structures"},
+    {"basic", 3, "issue_excessive_caching", "relax: its output evicts lines it never reads again"},
     {"basic", 3011, "loop_misalignment_issue", "residual: a small body across a 32-byte block"},
     {"basic", 6001, "registers_pressure_issue", "energy: twenty accumulators in sixteen registers"},
     {"basic", 3, "peel_remainder_issue", "relax: time in the peeled and remainder parts"},

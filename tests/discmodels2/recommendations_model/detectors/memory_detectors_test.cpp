@@ -209,6 +209,8 @@ TEST_F(IssueDetectorTest, InefficientAccessPatterns) {
           {"a compiler up to 16.0.0", m({.version = {16, 0, 0}}), {kMapIssue, kSoa, vldk(1)}},
           {"an unknown compiler version", m({.version = {}}), {kMapIssue, kSoa, vldk(1)}},
           {"16.0.1", m({.version = {16, 0, 1}}), {kMapIssue, kSoa, vldk(3)}},
+          {"15.9.9 is older however its minor numbers compare", m({.version = {15, 9, 9}}),
+           {kMapIssue, kSoa, vldk(1)}},
           {"Fortran has no layout library",
            m({.fortran = true}),
            {kMapIssueFortran,
