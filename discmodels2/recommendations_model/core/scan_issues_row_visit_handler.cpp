@@ -135,9 +135,13 @@ ScanIssuesRowVisitHandler::ScanIssuesRowVisitHandler(sptr_t<ISurveyingViewModel>
   // The roofline guidance ranks what the others found on the row, so it
   // comes behind all of them.
   if (surveyModel) {
-    loopDetectors.push_back(std::make_shared<issues::IssueRooflineGuidance>(
-        dataProvider, machineIsa, surveyModel->getDataset(BottomUp),
-        createRoofInterpolator(resultController, surveyModel->getRoofItems())));
+    // Dataset, roofs, interpolator: one after the other, not as arguments
+    // of one call, whose order of evaluation is unspecified.
+    const sptr_t<IDataset> dataset = surveyModel->getDataset(BottomUp);
+    generic_iterator_t<RoofItem> roofItems = surveyModel->getRoofItems();
+    std::shared_ptr<IRoofInterpolator> interpolator = createRoofInterpolator(resultController, std::move(roofItems));
+    loopDetectors.push_back(
+        std::make_shared<issues::IssueRooflineGuidance>(dataProvider, machineIsa, dataset, std::move(interpolator)));
   }
 
   // ---- Detectors for rows that are not loops: IssueSTLAlgorithms, then a

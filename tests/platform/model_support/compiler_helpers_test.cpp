@@ -163,6 +163,8 @@ TEST(CompilerNonVectorizationMessage, KnownNumbersHaveTextsOthersNameTheNumber) 
       {15382, true, "call to a function"},
       {15326, true, "exception model"},
       {15543, true, "function call"},
+      {15521, true, "control variable"},
+      {15523, true, "trip count"},
       {15999, false, "diagnostic 15999"},
       {-1, false, "diagnostic -1"},
   };
