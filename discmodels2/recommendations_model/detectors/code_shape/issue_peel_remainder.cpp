@@ -184,6 +184,8 @@ bool isLoneRemainder(const row_t& row) {
 // instruction set holds.
 int idealVectorLengthOf(const CommonData& data) {
   int width = isa_helpers::getIsaMinVectorWidth(data.isaName);
+  // An instruction set we can't size leaves the estimate with the vector
+  // length the compiler chose: an ideal of one never exceeds it.
   if (width <= 0) return 1;
   const auto types = compiler_helpers::getDataTypesEqualTo(data.mainVectType);
   if (data.mainVectType != 0 && !types.empty()) {

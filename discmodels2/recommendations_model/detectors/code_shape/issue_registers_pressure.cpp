@@ -86,6 +86,9 @@ bool IssueRegistersPressure::detect(row_t row, IssueList issues) const {
     const std::uint64_t total = lines->getInstructionMix()[assembler_analysis::MixAll];
     const std::uint64_t first = lines->getInstructionsCategoryReport(kDataMovement);
     const std::uint64_t second = lines->getInstructionsCategoryReport(kArithmetic);
+    // A line of both categories counts twice, so the difference can wrap
+    // and make the share huge; a loop without instructions makes it NaN.
+    // Either way no size limit below holds and no split is advised.
     const double otherShare = static_cast<double>(total - first - second) / static_cast<double>(total);
     std::uint64_t limit = 0;  // no split helps a loop of mostly other code
     if (otherShare <= kFewOtherShare) {

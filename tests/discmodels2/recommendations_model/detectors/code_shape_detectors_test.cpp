@@ -286,6 +286,108 @@ TEST_F(PeelRemainderTest, RemediesTheirOrderAndTheEstimate) {
          loop->addRowTrait(createTraitRecord(ITrait::LowGranularityFirst, "", FieldNone));
        },
        {issueWithImpact("-0.0554457903"), peelRec(7, 1), peelRec(1, 2, kCountsRan), peelRec(11, 1)}},
+      {"a body with trip counts that left no sample keeps its place: the split is quiet",
+       [](Rows& r) {
+         auto loop = splitLoop(r);
+         part(r, loop, kBody, 0.0, 10, 8);
+       },
+       {}},
+      {"a part below the noise counts only towards the maxima (unrolled four times, in the bag)",
+       [](Rows& r) {
+         auto loop = splitLoop(r);
+         part(r, loop, kBody, 5e-13, 10, 8, [](CommonData& d) {
+           d.tripCountsValid = false;
+           d.unrollFactor = 4;
+         });
+       },
+       {kIssue, peelRec(2, 1, partsBag(8, 0, 0, 4)), peelRec(7, 1), peelRec(6, 2, kCountsMissing),
+        peelRec(1, 2, kCountsMissing)}},
+      {"old compiler, a part the compiler reports more of: no loop count until padding asks",
+       [](Rows& r) {
+         auto loop = splitLoop(r, [](CommonData& d) { d.compilerVersion.major = 15; });
+         part(r, loop, kPeel, 0.1, 1, 1, [](CommonData& d) { d.field53 = 2; });
+         part(r, loop, kBody, 0.2, 10, 8);
+         part(r, loop, kRemainder, 0.3, 5, 1);
+       },
+       {issueWithImpact("0.093354702"), peelRec(2, 1), peelRec(4, 3), peelRec(5, 3, partsBag(8, 86, 1, 1)),
+        peelRec(1, 1, kCountsRan)}},
+      {"no trip counts, a peel slower than nothing but the body with its remainder: align, less sure",
+       [](Rows& r) {
+         auto loop = splitLoop(r);
+         part(r, loop, kPeel, 0.1, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
+         part(r, loop, kBody, 0.2, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
+         part(r, loop, kRemainder, 0.15, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
+       },
+       {kIssue, peelRec(7, 1), peelRec(3, 1, partsBag(4, 0, 0, 1, 19)), peelRec(4, 1),
+        peelRec(5, 1, partsBag(4, 0, 0, 1)), peelRec(6, 2, kCountsMissing), peelRec(1, 2, kCountsMissing)}},
+      {"a vector remainder alone, with the too-few-iterations diagnostic: pad",
+       [](Rows& r) {
+         auto loop = splitLoop(r, [](CommonData& d) { d.vectorizationDiagnosticId = 15315; });
+         part(r, loop, kRemainder, 0.2, 2, 4);
+       },
+       {issueWithImpact("-0.10375531"), peelRec(5, 1, partsBag(4, 8, 0, 1)), peelRec(1, 2, kCountsRan)}},
+      {"the same without the diagnostic: only the loop count",
+       [](Rows& r) {
+         auto loop = splitLoop(r);
+         part(r, loop, kRemainder, 0.2, 2, 4);
+       },
+       {issueWithImpact("-0.10375531"), peelRec(1, 2, kCountsRan)}},
+      {"a threaded loop without trip counts whose peel took time: the compiler's modifier, unsure",
+       [](Rows& r) {
+         auto loop = splitLoop(r, [](CommonData& d) { d.typeFlag16384 = true; });
+         part(r, loop, kPeel, 0.01, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
+         part(r, loop, kBody, 1.0, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
+         part(r, loop, kRemainder, 0.01, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
+       },
+       {kIssue, peelRec(10, 1)}},
+      {"no trip counts, a remainder above a quarter vector of the body: ask for counts",
+       [](Rows& r) {
+         auto loop = splitLoop(r);
+         part(r, loop, kBody, 0.1, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
+         part(r, loop, kRemainder, 0.05, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
+       },
+       {kIssue, peelRec(6, 2, kCountsMissing), peelRec(1, 1, kCountsMissing)}},
+      {"the same under AVX-512: the trip count run alone",
+       [](Rows& r) {
+         auto loop = splitLoop(r);
+         part(r, loop, kBody, 0.1, 0, 4, [](CommonData& d) {
+           d.tripCountsValid = false;
+           d.isAvx512 = true;
+         });
+         part(r, loop, kRemainder, 0.05, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
+       },
+       {kIssue, peelRec(6, 2, kCountsMissing)}},
+      {"a remainder above a tenth of the body but within a quarter vector of it: nothing",
+       [](Rows& r) {
+         auto loop = splitLoop(r);
+         part(r, loop, kBody, 0.1, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
+         part(r, loop, kRemainder, 0.02, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
+       },
+       {}},
+      // Rows hold their parents by plain pointer: in the next two cases the
+      // remainder's bottom-up list, which this detector doesn't read, keeps
+      // the parent alive.
+      {"a remainder examined under its split loop is no case of its own",
+       [](Rows& r) {
+         auto loop = splitLoop(r);
+         auto remainder = part(r, loop, kRemainder, 0.2, 3, 1);
+         r.bottomUpChild(remainder, loop);
+         r.examined = remainder;
+       },
+       {}},
+      {"a remainder under a row that can't tell its kind is no case of its own",
+       [](Rows& r) {
+         auto remainder = r.add(kLoop | kRemainder, [](CommonData& d) {
+           d.isRemainderPart = true;
+           d.totalTime = 0.2;
+           d.tripCountAverage = 3;
+           d.tripCountsValid = true;
+         });
+         auto parent = r.addWithoutMetadata();
+         r.treeChild(parent, remainder);
+         r.bottomUpChild(remainder, parent);
+       },
+       {}},
   };
   runTable(cases, [](Rows& r) { return std::make_shared<IssuePeelRemainder>(r.provider); });
 }
@@ -303,6 +405,9 @@ std::vector<std::uint8_t> bytesOf(const std::string& hex) {
 const std::string kBody16 = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 75 f0";
 // The same with a compare: 19 bytes.
 const std::string kBody19 = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 48 39 c8 72 ed";
+// Two bodies of 16 bytes, and the same with a nop: 32 and 33 bytes.
+const std::string kBody32 = kBody16 + " " + kBody16;
+const std::string kBody33 = kBody32 + " 90";
 
 struct Placed {
   std::uint64_t address = 0x1008;
@@ -338,6 +443,8 @@ TEST_F(IssueDetectorTest, LoopMisalignment) {
           {"16 bytes on a block boundary", at({.address = 0x1000}), {}},
           {"19 bytes fit no 16-byte block but cross a 32-byte one", at({.address = 0x1010, .code = &kBody19}), found},
           {"19 bytes inside one 32-byte block", at({.address = 0x1000, .code = &kBody19}), {}},
+          {"32 bytes still fit one 32-byte block and cross one", at({.code = &kBody32}), found},
+          {"33 bytes fit no block wherever they lie", at({.code = &kBody33}), {}},
           {"a total time of exactly 0.025 s counts", at({.time = 0.025}), found},
           {"0.0249 s is too cold", at({.time = 0.0249}), {}},
           {"three iterations are too few", at({.average = 3}), {}},
@@ -380,6 +487,11 @@ const std::string kSpillingLoop =
     "c5 7d 59 78 80 c4 c1 55 58 ef c5 7d 59 78 a0 c4 c1 5d 58 e7 c5 7d 59 78 c0 c4 c1 65 58 df c5 7d "
     "59 78 e0 c4 c1 6d 58 d7 48 39 d6 0f 8f cf fe ff ff ";
 const std::string kNoSpills = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 75 f0";
+// Several passes of the spilling loop: the same registers, 50 instructions a
+// pass, three of them (two integer adds and the branch) of neither category
+// the split advice weighs: a share of 0.06.
+const std::string kSpillingLoop3 = kSpillingLoop + kSpillingLoop + kSpillingLoop;
+const std::string kSpillingLoop4 = kSpillingLoop3 + kSpillingLoop;
 
 auto pressured(const std::string& code, Tweak t = {}) {
   return [=](Rows& r) {
@@ -414,6 +526,12 @@ TEST_F(IssueDetectorTest, RegistersPressure) {
              d.unrollFactor = 1;
            }),
            {}},
+          {"not unrolled, 150 instructions with a share of 0.06 are short of 160",
+           pressured(kSpillingLoop3, [](CommonData& d) { d.unrollFactor = 1; }), {}},
+          {"not unrolled, 200 instructions with a share of 0.06: split it",
+           pressured(kSpillingLoop4, [](CommonData& d) { d.unrollFactor = 1; }),
+           {issue, rec("registers_pressure_rec_split_loop", 3, "registers_pressure_rec_split_loop_title",
+                       "registers_pressure_rec_split_loop_text_cpp")}},
           {"free registers left", pressured(kNoSpills), {}},
           {"an AVX-512 loop has 32 registers", pressured(kSpillingLoop, [](CommonData& d) {
              d.isaType = system_info::SystemInfo::IsaAvx512;
