@@ -429,29 +429,68 @@ const char* kGccFastRsqrt =
     "c5fc520c02c5f4590402c4e26598c1c5f459cac5fc59c1c5fc590406c5fc1104074883c0204c39c075d6";
 // float sqrtf, gcc -O3 -mavx512f: vsqrtps zmm
 const char* kGccAvx512Sqrt = "62f17c4851040662f17c481104074883c0404839c175e9";
+// r[i] = 1 / sqrtf(b[i]); d[i] = x[i] / y[i], -ffast-math: the float root
+// becomes vrsqrtps with a Newton step, the double division stays.
+//   gcc -O3 -mavx2 -mfma: vrsqrtps, vfmadd132ps, two vdivpd ymm
+const char* kGccAvx2Mixed =
+    "c5fc520c06c5fd10644120c5fd102c41c5f4590406c4e26598c1c5f459cac5fc59c1c4c1555e0c40c5fd110c42c5fc110407c4c15d5e"
+    "444020c5fd114442204883c0204c39d075b8";
+//   clang -O3 -mavx2 -mfma, its scalar remainder: vrsqrtss, vfmadd213ss, vdivsd
+const char* kClangScalarMixed =
+    "c5fa101496c5ea52dac5ea59d3c4e261a9d0c5e259d9c5e259d2c5fb101cd1c5e35e1cd0c5fa111497c4c17b111cd34883c2014939d175c8";
+//   gcc -O3 -mavx512f: vrsqrt14ps under a zeroing mask, vrcp14ps, vdivpd zmm
+const char* kGccAvx512Mixed =
+    "62f16c48c20c060462f27dc94e040662f1fd48106c410162f1fd4810344162f17c48590c0662f25d4898c162f1744859cb62f17c4859c1"
+    "62f27d484cc862f1744859c062f1744859c062f1744858c962f174485cc862d1d5485e44400162f1fd481144420162f17c48110c0762d1"
+    "cd485e0c4062f1fd48110c424883c0404c39d00f8579ffffff";
+// r[i] = 1.0f / a[i], gcc -O3 -mavx512f -ffast-math: vrcp14ps and a Newton
+// step of two vmulps, vaddps and a vsubps that reads a product
+const char* kGccAvx512Newton = "62f27d484c040662f17c48590c0662f17c4859c962f17c4858c062f17c485cc162f17c481104074883c0404839c175d0";
 
 struct Compiled {
   const char* name;
   const char* hex;
   bool vectorized;
   const char* flags;
-  bool avx512Code;
+  /// The instruction set the code is for: the row's isaType, and AVX-512
+  /// code from IsaAvx512 on.
+  SystemInfo::IsaExtensions isa;
   std::vector<std::string> div, fma, reciprocal;
+  /// A scalar loop whose mix looks vectorizable, dependencies run.
+  bool looksVectorizable = false;
 };
 
 TEST_F(IssueDetectorTest, LoopsCompiledByGccAndClang) {
+  const auto sse2 = SystemInfo::IsaSse2;
+  const auto avx2 = SystemInfo::IsaAvx2;
+  const auto avx512 = SystemInfo::IsaAvx512;
   const std::vector<Compiled> loops = {
-      {"gcc -O2 division", kGccO2Div, false, "-O2", false, {kDivIssue, kAddDiv}, {}, {}},
-      {"gcc -O2 square root", kGccO2Sqrt, false, "-O2", false, {kDivIssue, kAddSqrt}, {}, {}},
-      {"gcc -O2 multiply-add", kGccO2Axpy, false, "-O2", false, {}, {kFmaIssue, kTargetAvx2}, {}},
-      {"gcc AVX2 multiply-add", kGccAvx2Axpy, true, "-O3", false, {}, {kFmaIssue, kTargetAvx2}, {}},
-      {"gcc AVX2 with FMA", kGccFmaAxpy, true, "-O3 -xCORE-AVX2", false, {}, {}, {}},
-      {"gcc AVX2 division", kGccAvx2Div, true, "-O3", false, {kDivIssue, kAddDiv}, {}, {kReciprocalIssue, kRecompileAvx512}},
-      {"clang AVX2 division", kClangAvx2Div, true, "-O3", false, {kDivIssue, kAddDiv}, {},
+      {"gcc -O2 division", kGccO2Div, false, "-O2", sse2, {kDivIssue, kAddDiv}, {}, {}},
+      {"gcc -O2 square root", kGccO2Sqrt, false, "-O2", sse2, {kDivIssue, kAddSqrt}, {}, {}},
+      {"gcc -O2 multiply-add", kGccO2Axpy, false, "-O2", sse2, {}, {kFmaIssue, kTargetAvx2}, {}},
+      // AVX2 code counts as having the fused forms; only the strict model
+      // keeps them off.
+      {"gcc AVX2 multiply-add under a strict model", kGccAvx2Axpy, true, "-O3 -xCORE-AVX2 -fp-model strict", avx2,
+       {}, {kFmaIssue, kEnableFma}, {}},
+      {"gcc AVX2 with FMA", kGccFmaAxpy, true, "-O3 -xCORE-AVX2", avx2, {}, {}, {}},
+      {"gcc AVX2 division", kGccAvx2Div, true, "-O3", avx2, {kDivIssue, kAddDiv}, {}, {kReciprocalIssue, kRecompileAvx512}},
+      {"clang AVX2 division", kClangAvx2Div, true, "-O3", avx2, {kDivIssue, kAddDiv}, {},
        {kReciprocalIssue, kRecompileAvx512}},
-      {"gcc fast-math reciprocal square root", kGccFastRsqrt, true, "-O3", false, {}, {}, {}},
-      {"gcc AVX-512 square root", kGccAvx512Sqrt, true, "-xCORE-AVX512 -fp-model precise", true, {}, {},
+      {"gcc fast-math reciprocal square root", kGccFastRsqrt, true, "-O3", avx2, {}, {}, {}},
+      {"gcc AVX-512 square root", kGccAvx512Sqrt, true, "-xCORE-AVX512 -fp-model precise", avx512, {}, {},
        {kReciprocalIssue, kFineTune}},
+      // A packed reciprocal anywhere in the loop: the packed division beside
+      // it gets no reciprocal advice.
+      {"gcc AVX2 fast-math root and division", kGccAvx2Mixed, true, "-O3 -ffast-math", avx2, {kDivIssue, kAddDiv}, {},
+       {}},
+      {"gcc AVX-512 fast-math root and division", kGccAvx512Mixed, true, "-O3 -ffast-math", avx512, {}, {}, {}},
+      // A scalar reciprocal is no cheap form yet, and the scalar fused
+      // instruction asks for vectorizing.
+      {"clang scalar fast-math root and division", kClangScalarMixed, false, "-O3 -ffast-math", avx2,
+       {kDivIssue, kAddDiv}, {kFmaIssue, enforceFma(kDependenciesRun)},
+       {kReciprocalIssue, enforceReciprocals(kDependenciesRun)}, true},
+      {"gcc AVX-512 Newton step pairs, but its code fuses already", kGccAvx512Newton, true, "-O3 -ffast-math", avx512,
+       {}, {}, {}},
   };
   for (const Compiled& c : loops) {
     SCOPED_TRACE(c.name);
@@ -459,8 +498,11 @@ TEST_F(IssueDetectorTest, LoopsCompiledByGccAndClang) {
       sptr_t<FakeRow> row = r.add(kInnermostLoop, [&c](CommonData& d) {
         d.compilerFlags = c.flags;
         d.isVectorized = c.vectorized;
-        d.isAvx512 = c.avx512Code;
+        d.isaType = c.isa;
+        d.isAvx512 = c.isa >= SystemInfo::IsaAvx512;
+        if (c.looksVectorizable) d.dependencyPresence = 1;
       });
+      if (c.looksVectorizable) vectorizableMix(r);
       r.provider->lines[row.get()] = boost::make_shared<AssemblerLines>(decode(hexBytes(c.hex)));
     };
     runTable({{"IssueDIV", build, c.div}}, [](Rows& r) { return std::make_shared<IssueDIV>(r.provider); });
