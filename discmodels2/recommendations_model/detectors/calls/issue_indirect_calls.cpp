@@ -14,7 +14,12 @@ namespace {
 // C libraries before this version predict indirect branches of the math
 // dispatch poorly on the machine value below.
 constexpr GlibcVer kOldestFastGlibc{2, 23};
-constexpr int kBranchPredictionMachine = 14;
+// The machine value is compared as an IsaExtensions level. The scan driver
+// hands the detector the CPU type in that place, so in a scan this is CPU
+// type 14, the many-core family (SystemInfo::CpuManyCore has the same
+// number), whose simple cores predict indirect branches worst.
+constexpr SystemInfo::IsaExtensions kBranchPredictionMachine = SystemInfo::IsaAvx512Vnni;
+static_assert(static_cast<int>(kBranchPredictionMachine) == SystemInfo::CpuManyCore);
 constexpr int kFirstVectorCallCompiler = 17;
 // How deep the walk below the loop looks for the indirect call.
 constexpr int kAssemblerDepth = 2;
@@ -41,10 +46,10 @@ bool IssueIndirectCalls::detect(row_t row, IssueList issues) const {
   const sptr_t<AssemblerRowVisitHandler> walk = dataProvider->visitRowsForAssembler(row, kAssemblerDepth);
   if (!walk || !walk->indirectCallFound()) return false;
 
-  sptr_t<IIssueEx> issue = createIssueEx(issueId(IIssueEx::IndirectCalls), translate("indirect_call_issue_title"),
-                                         translate("indirect_call_issue_text"), kIssuePriority,
-                                         issueFlags(data, kIssueClass), variant_bag_t());
   const std::string& suffix = getLangSuffix(data.isFortran);
+  sptr_t<IIssueEx> issue = createIssueEx(issueId(IIssueEx::IndirectCalls), translate("indirect_call_issue_title"),
+                                         translateEx("indirect_call_issue_text", suffix), kIssuePriority,
+                                         issueFlags(data, kIssueClass), variant_bag_t());
   auto add = [&](IRecommendation::RecommendationId id, const char* stem) {
     issue->addRecommendation(createRecommendation(recommendationId(id, data), translate(std::string(stem) + "_title"),
                                                   translateEx(std::string(stem) + "_text", suffix),
@@ -65,7 +70,7 @@ bool IssueIndirectCalls::detect(row_t row, IssueList issues) const {
       break;
     }
   }
-  if (!fastGlibc && static_cast<int>(isa) == kBranchPredictionMachine) {
+  if (!fastGlibc && isa == kBranchPredictionMachine) {
     add(IRecommendation::IndirectCallRecBranchPrediction, kRecKeyStems[3]);
   }
 

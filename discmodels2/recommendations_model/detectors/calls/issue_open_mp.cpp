@@ -26,12 +26,13 @@ bool IssueOpenMP::detect(row_t row, IssueList issues) const {
   if (!scalarInnermost && data.isSplitLoop) return false;
   if (data.threadingCallFlags == 0) return false;
 
+  const std::string& suffix = getLangSuffix(data.isFortran);
   sptr_t<IIssueEx> issue = createIssueEx(issueId(IIssueEx::OpenMP), translate("omp_prevents_vect_issue_title"),
-                                         translate("omp_prevents_vect_issue_text"), kIssuePriority,
+                                         translateEx("omp_prevents_vect_issue_text", suffix), kIssuePriority,
                                          issueFlags(data, kIssueClass), variant_bag_t());
   auto add = [&](IRecommendation::RecommendationId id, const char* stem) {
     issue->addRecommendation(createRecommendation(recommendationId(id, data), translate(std::string(stem) + "_title"),
-                                                  translateEx(std::string(stem) + "_text", getLangSuffix(data.isFortran)),
+                                                  translateEx(std::string(stem) + "_text", suffix),
                                                   kRecommendationFlag, variant_bag_t(), kConfidenceLow, kNoPriority));
   };
   // Thread calls are the bigger obstacle; with them the locks go unmentioned.

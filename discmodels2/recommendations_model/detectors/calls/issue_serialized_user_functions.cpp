@@ -22,11 +22,11 @@ bool IssueSerializedUserFunctions::detect(row_t row, IssueList issues) const {
   const CommonData& data = dataProvider->getData(row);
   if (data.isSplitLoop || !data.isVectorized || !data.callsUserFunctions) return false;
 
+  const std::string& suffix = getLangSuffix(data.isFortran);
   sptr_t<IIssueEx> issue = createIssueEx(issueId(IIssueEx::SerializedUserFunctions),
                                          translate("serialized_user_function_issue_title"),
-                                         translate("serialized_user_function_issue_text"), kIssuePriority,
+                                         translateEx("serialized_user_function_issue_text", suffix), kIssuePriority,
                                          issueFlags(data, kIssueClass), variant_bag_t());
-  const std::string& suffix = getLangSuffix(data.isFortran);
   if (inliningSwitchedOff(data)) {
     issue->addRecommendation(createRecommendation(
         recommendationId(IRecommendation::SerializedUserFunctionRecEnableInlining, data),

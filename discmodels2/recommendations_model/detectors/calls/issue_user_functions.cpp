@@ -28,11 +28,11 @@ bool IssueUserFunctions::detect(row_t row, IssueList issues) const {
     return false;
   }
 
+  const std::string& suffix = getLangSuffix(data.isFortran);
   sptr_t<IIssueEx> issue = createIssueEx(issueId(IIssueEx::UserFunctions),
                                          translate("user_functions_prevent_vectorization_issue_title"),
-                                         translate("user_functions_prevent_vectorization_issue_text"), kIssuePriority,
-                                         issueFlags(data, kIssueClass), variant_bag_t());
-  const std::string& suffix = getLangSuffix(data.isFortran);
+                                         translateEx("user_functions_prevent_vectorization_issue_text", suffix),
+                                         kIssuePriority, issueFlags(data, kIssueClass), variant_bag_t());
   auto title = [](const char* stem) { return translate(std::string(stem) + "_title"); };
   auto text = [&](const char* stem) { return translateEx(std::string(stem) + "_text", suffix); };
 

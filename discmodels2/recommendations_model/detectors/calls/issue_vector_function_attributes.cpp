@@ -35,11 +35,11 @@ bool IssueVectorFunctionAttributes::detect(row_t row, IssueList issues) const {
   const CommonData& data = dataProvider->getData(row);
   if (!data.isVectorized || data.isSplitLoop) return false;
 
+  const std::string& suffix = getLangSuffix(data.isFortran);
   sptr_t<IIssueEx> issue = createIssueEx(issueId(IIssueEx::VectorFunctionAttributes),
                                          translate("vector_function_attr_issue_title"),
-                                         translate("vector_function_attr_issue_text"), kIssuePriority,
+                                         translateEx("vector_function_attr_issue_text", suffix), kIssuePriority,
                                          issueFlags(data, kIssueClass), variant_bag_t());
-  const std::string& suffix = getLangSuffix(data.isFortran);
 
   for (auto callees = dataProvider->getBottomUpChildren(row); !callees.at_end(); callees.next()) {
     const CommonData& callee = dataProvider->getData(callees.current());

@@ -179,7 +179,7 @@ auto indirect(Indirect i, Tweak t = {}) {
 }
 
 TEST_F(IssueDetectorTest, IndirectCalls) {
-  const std::string issue = issueLine("indirect_call_issue");
+  const std::string issue = issueLine("indirect_call_issue", false, "indirect_call_issue_text_cpp");
   const std::string move = stemRec("indirect_call_rec_move", 1, "_cpp");
   const std::string simd = stemRec("indirect_call_rec_simd", 1, "");
   const std::string proxy = stemRec("indirect_call_rec_proxy", 1, "");
@@ -204,6 +204,9 @@ TEST_F(IssueDetectorTest, IndirectCalls) {
              d.callsSystemFunctions = true;
            }),
            {issue, move}},
+          {"Fortran texts", indirect({}, [](CommonData& d) { d.isFortran = true; }),
+           {issueLine("indirect_call_issue", true, "indirect_call_issue_text_fortran"),
+            stemRec("indirect_call_rec_move", 1, "_fortran", true)}},
           {"no calls", indirect({}, [](CommonData& d) { d.callsUserFunctions = false; }), {}},
           {"system calls made directly", indirect({}, [](CommonData& d) { d.callsSystemFunctionsDirectly = true; }), {}},
           {"split", indirect({}, [](CommonData& d) { d.isSplitLoop = true; }), {}},
@@ -293,8 +296,8 @@ auto vectorLoop(const char* isa, std::vector<Callee> callees, bool fortran = fal
 }
 
 TEST_F(IssueDetectorTest, VectorFunctionAttributes) {
-  const std::string issue = issueLine("vector_function_attr_issue");
-  const std::string issueF = issueLine("vector_function_attr_issue", true);
+  const std::string issue = issueLine("vector_function_attr_issue", false, "vector_function_attr_issue_text_cpp");
+  const std::string issueF = issueLine("vector_function_attr_issue", true, "vector_function_attr_issue_text_fortran");
   const std::string cpu = rec("add_processor_specification", 3, 9, "add_processor_specification_title",
                               "add_processor_specification_text_cpp");
   const std::string cpuF = rec("add_processor_specification_fortran", 3, 9, "add_processor_specification_title",
