@@ -53,7 +53,8 @@ constexpr unsigned kLinearKinds = ParamLinear | ParamLinearRef | ParamLinearUval
 bool readStep(std::string_view text, std::size_t& pos, VectorParameter& parameter) {
   parameter.step = 1;
   if (pos >= text.size()) return true;
-  if (text[pos] == 'n') {
+  // gcc writes a negative step as n4, clang 14 as -4.
+  if (text[pos] == 'n' || text[pos] == '-') {
     ++pos;
     long long magnitude = 0;
     if (!readNumber(text, pos, magnitude)) return false;
@@ -93,10 +94,18 @@ bool demangleVectorFunctionName(std::string_view name, VectorFunctionDescriptor&
 
   while (pos < name.size() && name[pos] != '_') {
     VectorParameter parameter;
-    parameter.kind = kindOfLetter(name[pos]);
-    if (parameter.kind == 0) return false;
-    ++pos;
-    if ((parameter.kind & kLinearKinds) != 0 && !readStep(name, pos, parameter)) return false;
+    if (name[pos] == 's') {
+      // clang 14 writes a linear parameter with a variable step as s and
+      // the position alone, where gcc writes ls and the position.
+      ++pos;
+      parameter.kind = ParamLinear | ParamVariableStep;
+      if (!readNumber(name, pos, parameter.stepArgument)) return false;
+    } else {
+      parameter.kind = kindOfLetter(name[pos]);
+      if (parameter.kind == 0) return false;
+      ++pos;
+      if ((parameter.kind & kLinearKinds) != 0 && !readStep(name, pos, parameter)) return false;
+    }
     if (pos < name.size() && name[pos] == 'a') {
       ++pos;
       if (!readNumber(name, pos, parameter.alignment) || parameter.alignment == 0) return false;

@@ -11,10 +11,11 @@
 //               R linear reference (the address advances), U linear value
 //               behind a uniform reference, L linear value behind a
 //               reference. A linear kind may carry its step: a number,
-//               n and a number for a negative step, or s and the position
-//               (from 0) of the uniform parameter that holds the step; the
-//               step is 1 without it. Any parameter may end in a and a
-//               number, its alignment in bytes.
+//               n (or -) and a number for a negative step, or s and the
+//               position (from 0) of the uniform parameter that holds the
+//               step; the step is 1 without it. s and a position alone is
+//               a linear parameter with that variable step. Any parameter
+//               may end in a and a number, its alignment in bytes.
 //   name        the scalar function's own (possibly mangled) name
 //
 // "_ZGVdN4vl8_foo" is the unmasked 4-lane AVX2 variant of foo, whose first

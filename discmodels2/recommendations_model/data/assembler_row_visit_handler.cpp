@@ -78,13 +78,21 @@ bool AssemblerRowVisitHandler::findIndirectAccess(const row_t& row) {
   for (const AssemblerLine& line : *assemblerLines) {
     if (!line.hasType(callClass) || line.operandCount() == 0) continue;
     const Operand& target = line.operand(0);
-    // A slot or target that resolves to a symbol is a call to a named
-    // function, not through a pointer the program computed.
-    if (target.hasKind(KindKnownTarget)) continue;
-    // The name the line shows for its target, when it shows one.
+    // The name the line gives its target: the resolved symbol, or else the
+    // line's text (a source manager may name targets in the text alone).
+    // A vectorized loop calls the vector variant of a declare simd function
+    // through the import slot of -fno-plt and PIC code; that is the
+    // vectorized call working, not a pointer in the way. Asked before the
+    // symbol test, which would pass the call over too when the slot is named.
     const std::string& name = line.targetSymbol().empty() ? line.text() : line.targetSymbol();
     if (issue_helpers::isVectorFunctionByMangledName(name)) continue;
-    if (target.hasKind(KindMemory) || target.hasKind(KindFixedMemory)) {
+    // A slot or target that resolves to a symbol is a call of a named
+    // function, not through a pointer the program computed.
+    if (target.hasKind(KindKnownTarget)) continue;
+    // What is left is a target the call reads from memory or takes from a
+    // register without a name for it: a pointer the compiler couldn't see
+    // through. A relative call without a name is still a direct one.
+    if (target.hasKind(KindMemory | KindFixedMemory | KindRegister)) {
       hasIndirectCall = true;
       return true;
     }

@@ -14,7 +14,9 @@
 namespace data_models2 {
 
 /// Walks a call-tree row and the loops nested in it, down to a depth limit,
-/// and finds whether any of them makes an indirect call through memory.
+/// and finds whether any of them makes an indirect call: one whose target
+/// is read from memory or taken from a register and resolves to no named
+/// function. Calls of compiled vector variants never count.
 ///
 /// Only pre-visits are meaningful; the walk below a row stops at the first
 /// hit. The handler owns its own line buffer, apart from the provider's.
@@ -37,7 +39,7 @@ class AssemblerRowVisitHandler
   /// Generates the lines of `row` into the handler's buffer; true when there
   /// are lines.
   bool parseAssembler(const data_abstractions2::row_t& row);
-  /// True once any visited row held an indirect call through memory.
+  /// True once any visited row held an indirect call.
   bool findIndirectAccess(const data_abstractions2::row_t& row);
 
   bool indirectCallFound() const { return hasIndirectCall; }

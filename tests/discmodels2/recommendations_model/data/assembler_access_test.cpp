@@ -199,7 +199,7 @@ const WalkCase kWalks[] = {
     {"Depth1LooksAtTheStartRow", R"({"u64": 1})", kCallThroughMemory, R"({"u64": 0})", "", 1, "", true},
     {"Depth1SkipsTheInnerLoop", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughMemory, 1, "", false},
     {"Depth2ReachesTheInnerLoop", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughMemory, 2, "", true},
-    {"CallThroughRegisterDoesNotCount", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughRegister, 2, "", false},
+    {"CallThroughRegisterCounts", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughRegister, 2, "", true},
     {"UnnamedSlotCounts", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughSlot, 2, "", true},
     {"VectorFunctionThroughMemoryDoesNotCount", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughSlot, 2,
      "_ZGVdN4v_sin", false},
@@ -215,5 +215,85 @@ const WalkCase kWalks[] = {
 
 INSTANTIATE_TEST_SUITE_P(Cases, IndirectCallWalk, testing::ValuesIn(kWalks),
                          [](const testing::TestParamInfo<WalkCase>& info) { return info.param.name; });
+
+// Loops that gcc 12 built (-O2 -fno-plt -fPIC -fopenmp-simd -mavx2, linked
+// as a shared library) from
+//
+//   extern double weight(double);
+//   struct ops { double (*f)(double); };
+//   double through_all(const double* a, int n, double (*fp)(double), const struct ops* o) {
+//     double s = 0;
+//     for (int i = 0; i < n; ++i) { s += weight(a[i]); s += fp(a[i]); s += o->f(a[i]); }
+//     return s;
+//   }
+//   #pragma omp declare simd notinbranch
+//   extern double vweight(double);
+//   void vector_calls(double* a, int n) {
+//   #pragma omp simd
+//     for (int i = 0; i < n; ++i) a[i] = vweight(a[i]);
+//   }
+//
+// and the slots of its global offset table as the result's "symbols" names
+// them (readelf -r). Each case is a stretch of the real code at its address.
+struct GccCallCase {
+  const char* name;
+  const char* address;
+  const char* bytes;
+  bool withSymbols;
+  bool found;
+};
+
+const GccCallCase kGccCalls[] = {
+    // call qword ptr [rip+0x2f9c]: the slot of weight
+    {"GotCallOfANamedFunctionIsDirect", "0x1030", "c5 fb 10 03 c5 fb 11 4c 24 08 48 83 c3 08 ff 15 9c 2f 00 00", true,
+     false},
+    {"GotCallWithoutTheTableIsIndirect", "0x1030", "c5 fb 10 03 c5 fb 11 4c 24 08 48 83 c3 08 ff 15 9c 2f 00 00",
+     false, true},
+    // call rbp: fp
+    {"CallThroughARegisterIsIndirect", "0x1044", "c5 fb 10 4c 24 08 c5 fb 58 d1 c5 fb 10 43 f8 c5 fb 11 54 24 08 ff d5",
+     true, true},
+    // call qword ptr [r12]: o->f
+    {"CallThroughMemoryIsIndirect", "0x105b", "c5 fb 58 5c 24 08 c5 fb 10 43 f8 c5 fb 11 5c 24 08 41 ff 14 24", true,
+     true},
+    // The vector body: call qword ptr [rip+0x2ed2], the slot of _ZGVdN4v_vweight
+    {"GotCallOfAVectorVariantIsNotIndirect", "0x10f0",
+     "c5 fd 10 03 48 83 c3 20 ff 15 d2 2e 00 00 c5 fd 11 43 e0 4c 39 f3 75 e8", true, false},
+};
+
+class GccCallWalk : public testing::TestWithParam<GccCallCase> {};
+
+TEST_P(GccCallWalk, CallsThroughNamedSlotsAreDirect) {
+  const GccCallCase& c = GetParam();
+  const std::string json = std::string(R"({
+  "format": "nimbex-result", "version": 1,
+  "symbols": { "libcalls.so": [ { "address": "0x3fc8", "name": "vweight" },
+                                { "address": "0x3fd0", "name": "_ZGVdN4v_vweight" },
+                                { "address": "0x3fd8", "name": "_ZGVbN2v_vweight" },
+                                { "address": "0x3fe0", "name": "weight" } ] },
+  "bottomUp": { "rows": [ { "id": 1, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 1 } } ] },
+  "callTree": { "rows": [ { "id": 101, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 1 },
+    "machineCode": { "address": ")") + c.address + R"(", "bytes": ")" + c.bytes + R"(" } } ] }
+})";
+  host_data::LoadResult parsed = host_data::loadResultText(json, "/tmp/assembler-access");
+  ASSERT_TRUE(parsed) << parsed.error();
+  // As nimbex-cl hands the result's table to the decoder.
+  SymbolResolver symbols;
+  if (c.withSymbols) {
+    symbols = [table = parsed.models().symbols](std::uint64_t address, std::string& name) {
+      const auto found = table->find(address);
+      if (found == table->end()) return false;
+      name = found->second;
+      return true;
+    };
+  }
+  Loaded loaded(json, symbols);
+  ASSERT_TRUE(loaded.result) << loaded.result.error();
+  auto handler = loaded.provider->visitRowsForAssembler(loaded.row(1), 1);
+  ASSERT_TRUE(handler);
+  EXPECT_EQ(handler->indirectCallFound(), c.found);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, GccCallWalk, testing::ValuesIn(kGccCalls),
+                         [](const testing::TestParamInfo<GccCallCase>& info) { return info.param.name; });
 
 }  // namespace
