@@ -33,6 +33,8 @@ const Expected kExpected[] = {
     {"basic", 4011, "vectorizability_issue", "checksum: GNU -O2, scalar, a mix worth vectorizing"},
     {"basic", 8, "proven_dependency_issue", "normSum: 15344 and the analysis found a dependency"},
     {"basic", 8, "compiler_diag_issue_15344", "normSum: the compiler's own verdict"},
+    {"basic", 4021, "assumed_dependency_issue", "histogram: 15344, and the analysis found only a reduction"},
+    {"basic", 4031, "compiler_diag_issue_15535", "classify: a switch, a number without texts of its own"},
     {"basic", 3041, "compiler_diag_issue_15335", "applyBoundary: judged inefficient"},
     {"basic", 5001, "user_functions_prevent_vectorization_issue", "assembleMatrix: a call keeps it scalar"},
     {"basic", 5011, "serialized_user_function_issue", "heatFlux: vectorized, a plain call per lane"},
