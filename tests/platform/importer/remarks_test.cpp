@@ -115,6 +115,10 @@ TEST(CompilerRecords, DetailsOnlyOneCompilerGives) {
     EXPECT_EQ(saxpy->interleave, 4u);
     EXPECT_EQ(saxpy->column, 3u);
     EXPECT_EQ(find(set, "clang", "with_call", 9)->reasonKey, "CantVectorizeLibcall");
+    const LoopRemark* spilling = find(set, "clang", "spill", 45);
+    ASSERT_NE(spilling, nullptr);
+    EXPECT_GT(spilling->spills, 0u);
+    EXPECT_GT(spilling->reloads, 0u);
   }
 }
 
