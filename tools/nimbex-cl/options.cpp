@@ -19,7 +19,7 @@ po::options_description describe() {
     ("report", po::value<std::string>(), "the report to make; only \"issues\" exists")
     ("project-dir", po::value<std::string>(), "the project directory that holds the result")
     ("exp-dir", po::value<std::string>(), "the result directory's name inside the project directory")
-    ("format", po::value<std::string>()->default_value("text"), "text (default) or xml")
+    ("format", po::value<std::string>()->default_value("text"), "text (default), xml, html or sarif")
     ("report-output", po::value<std::string>(), "write the report to this file instead of the default place")
     ("rescan", "scan again even when the result holds an up-to-date report")
     ("top", po::value<int>()->default_value(0), "text report: show only the N hottest loops (0: all)")
@@ -41,8 +41,9 @@ std::string usageText() {
   std::ostringstream out;
   out << "Usage: nimbex-cl -report issues -project-dir DIR --exp-dir NAME [options]\n\n"
       << "Runs the detectors on the result DIR/NAME and prints the loops with their\n"
-      << "issues and recommendations, hottest first (-format=text), or writes the\n"
-      << "report issues.xml (-format=xml).\n\n"
+      << "issues and recommendations, hottest first (-format=text), writes the\n"
+      << "report issues.xml (-format=xml), a page with the roofline chart\n"
+      << "(-format=html) or a SARIF log for code-scanning tools (-format=sarif).\n\n"
       << describe();
   return out.str();
 }
@@ -96,8 +97,12 @@ bool parseOptions(const std::vector<std::string>& args, Options& options, std::s
     options.format = ReportFormat::Text;
   } else if (format == "xml") {
     options.format = ReportFormat::Xml;
+  } else if (format == "html") {
+    options.format = ReportFormat::Html;
+  } else if (format == "sarif") {
+    options.format = ReportFormat::Sarif;
   } else {
-    error = "unknown -format '" + format + "'; use -format=text or -format=xml";
+    error = "unknown -format '" + format + "'; use -format=text, xml, html or sarif";
     return false;
   }
   if (vm.count("report-output")) options.reportOutput = vm["report-output"].as<std::string>();

@@ -2,7 +2,7 @@
 // Command line of nimbex-cl.
 //
 //   nimbex-cl -report issues -project-dir DIR --exp-dir NAME
-//             [-format=xml|text] [--report-output FILE] ...
+//             [-format=text|xml|html|sarif] [--report-output FILE] ...
 //
 // Long options are accepted with one dash or two, because the host starts the
 // tool as "-report issues -project-dir DIR --exp-dir NAME -format=xml
@@ -13,14 +13,14 @@
 
 namespace nimbex_cl {
 
-enum class ReportFormat { Text, Xml };
+enum class ReportFormat { Text, Xml, Html, Sarif };
 
 struct Options {
   std::string report;         ///< the report kind; only "issues" exists
   std::string projectDir;
   std::string expDir;         ///< result directory name inside projectDir
   ReportFormat format = ReportFormat::Text;
-  std::string reportOutput;   ///< empty: standard output (text) or the result's issues.xml (xml)
+  std::string reportOutput;   ///< empty: the result's issues.xml (xml) or standard output (the others)
   bool rescan = false;        ///< ignore a cached report
   bool verbose = false;
   bool noProgress = false;

@@ -24,7 +24,10 @@
 #include "platform/host_data/session_seed.h"
 #include "platform/model_support/issues_dumper.h"
 #include "platform/model_support/report_file.h"
+#include "tools/nimbex-cl/html_report.h"
+#include "tools/nimbex-cl/loop_findings.h"
 #include "tools/nimbex-cl/progress_bar.h"
+#include "tools/nimbex-cl/sarif_report.h"
 #include "tools/nimbex-cl/text_report.h"
 
 namespace nimbex_cl {
@@ -248,21 +251,33 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
     return ExitOk;
   }
 
-  TextReport::Settings settings;
-  settings.topLoops = static_cast<std::size_t>(options.topLoops);
-  settings.resultName = resultDir;
-  settings.programTime = models.surveyModel->getProgramMetrics().elapsedTime;
-  TextReport report(bottomUp, settings);
+  ReportSources sources;
+  sources.bottomUp = bottomUp;
+  sources.survey = models.surveyModel;
+  sources.controller = models.resultController;
+  sources.resultName = resultDir;
+  sources.programTime = models.surveyModel->getProgramMetrics().elapsedTime;
+  const ReportData data = collectReportData(sources);
+  std::string text;
+  if (options.format == ReportFormat::Html) {
+    text = HtmlReport(data, {}).render();
+  } else if (options.format == ReportFormat::Sarif) {
+    text = SarifReport(data).render();
+  } else {
+    TextReport::Settings settings;
+    settings.topLoops = static_cast<std::size_t>(options.topLoops);
+    std::ostringstream stream;
+    TextReport(data, settings).print(stream);
+    text = stream.str();
+  }
   if (options.reportOutput.empty()) {
-    report.print(out);
+    out << text;
     return out ? ExitOk : ExitFailure;
   }
-  std::ostringstream text;
-  report.print(text);
   std::string error;
   // Through a temporary file, so that an interrupted run never leaves half a
   // report.
-  if (!foundation::write_file_atomically(options.reportOutput, text.str(), error)) {
+  if (!foundation::write_file_atomically(options.reportOutput, text, error)) {
     err << "nimbex-cl: " << error << "\n";
     return ExitFailure;
   }

@@ -10,6 +10,14 @@
 //        The loop converts values between data types ...
 //        Recommendation [confidence: low]: Use the smallest data type that holds your values
 //          ...
+//   ...
+//
+//   Summary of 4 loops
+//     By zone:
+//       memory bound                                      1
+//       no roofline position                              3
+//     Issues by kind, with the self time of their loops:
+//       Data type conversions present            1 loop      3.070 s
 //
 // Lines are wrapped at 80 columns; the report is read in a terminal.
 
@@ -17,7 +25,7 @@
 #include <ostream>
 #include <string>
 
-#include "data_abstractions2/i_dataset.h"
+#include "tools/nimbex-cl/loop_findings.h"
 
 namespace nimbex_cl {
 
@@ -26,17 +34,19 @@ class TextReport {
   struct Settings {
     std::size_t topLoops = 0;   ///< 0: every loop
     std::size_t width = 80;
-    std::string resultName;     ///< shown in the header
-    double programTime = 0.0;   ///< seconds; 0: the sum of the top rows' total times
     std::string origin;         ///< where the findings came from ("scanned", "read from issues.xml")
   };
 
-  TextReport(foundation::sptr_t<data_abstractions2::IDataset> bottomUp, Settings settings);
+  /// `data` must outlive the report.
+  TextReport(const ReportData& data, Settings settings);
 
   void print(std::ostream& out) const;
 
  private:
-  foundation::sptr_t<data_abstractions2::IDataset> bottomUp_;
+  void printLoop(std::ostream& out, std::size_t number, const LoopFindings& loop) const;
+  void printSummary(std::ostream& out) const;
+
+  const ReportData& data_;
   Settings settings_;
 };
 

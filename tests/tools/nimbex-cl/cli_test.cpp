@@ -9,9 +9,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <set>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -95,7 +97,7 @@ TEST_F(CliTest, ExitCodesAndOneLineErrors) {
       {"--help", 0, ""},
       {"--version", 0, ""},
       {"-report issues", 2, "missing -project-dir"},
-      {"-report issues -project-dir " + project() + " --exp-dir basic -format=pdf", 2, "-format=text or -format=xml"},
+      {"-report issues -project-dir " + project() + " --exp-dir basic -format=pdf", 2, "-format=text, xml, html or sarif"},
       {"-report issues -project-dir " + project() + " --exp-dir nowhere", 3, "no such result directory"},
       {"-report issues -project-dir " + project() + " --exp-dir broken", 3, "result.json: /bottomUp/rows/0"},
   };
@@ -118,6 +120,19 @@ TEST_F(CliTest, TextReportShowsTheConversionsIssueWithRealTexts) {
   // A key in the output means the catalogue was not found.
   EXPECT_EQ(r.out.find("_title"), std::string::npos) << r.out;
   EXPECT_EQ(r.err.find("warning"), std::string::npos) << r.err;
+  // Each trait once per loop, never an empty title; a summary closes it.
+  std::istringstream loops(r.out);
+  std::set<std::string> traits;
+  for (std::string line; std::getline(loops, line);) {
+    if (!line.empty() && std::isdigit(static_cast<unsigned char>(line[0]))) traits.clear();  // "2. [loop in ..."
+    if (line.rfind("   Trait:", 0) != 0) continue;
+    EXPECT_NE(line.find_first_not_of(' ', 10), std::string::npos) << "an empty trait title";
+    EXPECT_TRUE(traits.insert(line).second) << "said twice: " << line;
+  }
+  const std::size_t summary = r.out.find("\nSummary of ");
+  ASSERT_NE(summary, std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("no roofline position", summary), std::string::npos);
+  EXPECT_NE(r.out.find("Data type conversions in the loop", summary), std::string::npos);
 }
 
 TEST_F(CliTest, XmlReportIsWhatTheLibraryReadsBack) {

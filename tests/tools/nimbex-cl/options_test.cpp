@@ -45,7 +45,7 @@ TEST(Options, RejectsBadCommandLinesWithAHint) {
       {{}, "missing -report"},
       {{"-report", "hotspots", "-project-dir", "/p"}, "only report is 'issues'"},
       {{"-report", "issues"}, "missing -project-dir"},
-      {{"-report", "issues", "-project-dir", "/p", "-format=html"}, "use -format=text or -format=xml"},
+      {{"-report", "issues", "-project-dir", "/p", "-format=pdf"}, "use -format=text, xml, html or sarif"},
       {{"-report", "issues", "-project-dir", "/p", "--bogus"}, "--help"},
       {{"-report", "issues", "-project-dir", "/p", "--top", "-3"}, "--top"},
       {{"-report", "issues", "-project-dir", "/p", "--top", "many"}, "--help"},

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/nimbex-cl/html_report.h"
+#include "tools/nimbex-cl/loop_findings.h"
+
 namespace nimbex_cl {
 namespace {
 
@@ -31,6 +34,48 @@ TEST(ConfidenceName, NamesTheThreeLevels) {
   EXPECT_EQ(confidenceName(2), "medium");
   EXPECT_EQ(confidenceName(3), "high");
   EXPECT_EQ(confidenceName(7), "7");
+}
+
+// A trait stands in the host's table once per column, once with a header
+// line: a reader sees it once, under a title that says something.
+TEST(ReadableTraits, SaysEachTraitOnceUnderATitle) {
+  struct Case {
+    const char* name;
+    std::vector<std::string> texts;
+    std::vector<std::pair<std::string, std::string>> expected;  // title, body
+  };
+  const Case cases[] = {
+      {"same text in two columns", {"Masked stores", "Masked stores"}, {{"Masked stores", ""}}},
+      {"header column ends with the plain text",
+       {"Low trip count", "Trip counts\nLow trip count"},
+       {{"Trip counts", "Low trip count"}}},
+      {"empty first line", {"\n  \nHorizontal operations\nthey cost"}, {{"Horizontal operations", "they cost"}}},
+      {"only blank lines", {"\n \n"}, {}},
+      {"different traits keep their order", {"B first", "A second"}, {{"B first", ""}, {"A second", ""}}},
+  };
+  for (const Case& c : cases) {
+    const std::vector<TraitEntry> traits = readableTraits(c.texts);
+    ASSERT_EQ(traits.size(), c.expected.size()) << c.name;
+    for (std::size_t i = 0; i < traits.size(); ++i) {
+      EXPECT_EQ(traits[i].title, c.expected[i].first) << c.name;
+      EXPECT_EQ(traits[i].body, c.expected[i].second) << c.name;
+    }
+  }
+}
+
+TEST(HtmlTextBlocks, EscapesAndKeepsCodeLines) {
+  struct Case {
+    std::string text;
+    std::string expected;
+  };
+  const Case cases[] = {
+      {"a < b & \"c\"", "<p>a &lt; b &amp; &quot;c&quot;</p>"},
+      {"one\ntwo\n\nthree", "<p>one two</p><p>three</p>"},
+      {"Do this:\n  for (i = 0; i < n; ++i)\n    x[i] = 0;\nDone.",
+       "<p>Do this:</p><pre><code>for (i = 0; i &lt; n; ++i)\n  x[i] = 0;</code></pre><p>Done.</p>"},
+      {"<script>alert(1)</script>", "<p>&lt;script&gt;alert(1)&lt;/script&gt;</p>"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(htmlTextBlocks(c.text), c.expected) << c.text;
 }
 
 }  // namespace
