@@ -1,6 +1,7 @@
 #include "platform/host_data/result_loader.h"
 
 #include <array>
+#include <cctype>
 #include <filesystem>
 #include <limits>
 #include <optional>
@@ -374,8 +375,43 @@ bool ResultParser::parseRoofs(const element& value, const JsonPath& at) {
   return true;
 }
 
+// "2.36", "2.36.1": digits with at least one dot between them.
+bool isLibraryVersion(std::string_view text) {
+  bool dot = false, digit = false;
+  for (char c : text) {
+    if (c == '.') {
+      if (!digit) return false;
+      dot = true;
+      digit = false;
+    } else if (c >= '0' && c <= '9') {
+      digit = true;
+    } else {
+      return false;
+    }
+  }
+  return dot && digit;
+}
+
+// The version queries read a C library's version from its file name
+// ("libc-2.31.so"). Since glibc 2.34 the file is plain "libc.so.6", so a
+// locator that states its version is answered with the versioned name the
+// library used to have, in the same directory; a name that already carries
+// a version stays as it is.
+std::string versionedLibraryPath(const std::string& path, std::string_view version) {
+  const std::filesystem::path file(path);
+  const std::string leaf = file.filename().string();
+  std::size_t digit = leaf.find_first_of("0123456789");
+  if (digit != std::string::npos) {
+    std::size_t end = leaf.find_first_not_of("0123456789", digit);
+    if (end != std::string::npos && leaf[end] == '.' && end + 1 < leaf.size() && std::isdigit(static_cast<unsigned char>(leaf[end + 1])))
+      return path;
+  }
+  std::string stem = leaf.substr(0, leaf.find('.'));
+  return (file.parent_path() / (stem + "-" + std::string(version) + ".so")).string();
+}
+
 bool ResultParser::parseFileLocators(const element& value, const JsonPath& at) {
-  static const std::array<std::string_view, 1> names = {"path"};
+  static const std::array<std::string_view, 2> names = {"path", "version"};
   object kinds;
   if (!r_.readObject(value, at, kinds)) return false;
   for (auto entry : kinds) {
@@ -390,11 +426,18 @@ bool ResultParser::parseFileLocators(const element& value, const JsonPath& at) {
     std::size_t i = 0;
     for (element locatorValue : list) {
       const JsonPath locatorAt(kindAt, i++);
-      Keys<1> keys{names};
+      Keys<2> keys{names};
       if (!collect(locatorValue, locatorAt, keys) || !require(keys["path"], locatorAt, "path")) return false;
-      std::string_view path;
+      std::string_view path, version;
       if (!r_.readString(*keys["path"], JsonPath(locatorAt, "path"), path)) return false;
-      locators.push_back(da::FileLocator{std::string(path)});
+      if (keys["version"]) {
+        const JsonPath versionAt(locatorAt, "version");
+        if (!r_.readString(*keys["version"], versionAt, version)) return false;
+        if (!isLibraryVersion(version)) return r_.fail(versionAt, "expected a version such as \"2.36\"");
+      }
+      locators.push_back(da::FileLocator{kind == da::LocatorCLibrary && !version.empty()
+                                             ? versionedLibraryPath(std::string(path), version)
+                                             : std::string(path)});
     }
   }
   return true;

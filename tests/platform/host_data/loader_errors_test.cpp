@@ -71,6 +71,9 @@ const BadInput kBadInputs[] = {
      "/roofs/0/value: expected a non-negative integer"},
     {"UnknownLocatorKind", withTop(R"("fileLocators": {"libraries": []})"),
      "/fileLocators/libraries: unknown kind \"libraries\""},
+    {"LibraryVersionNotANumber",
+     withTop(R"("fileLocators": {"cLibrary": [{"path": "/lib/libc.so.6", "version": "2.x"}]})"),
+     "/fileLocators/cLibrary/0/version: expected a version such as \"2.36\""},
     {"SessionNull", withTop(R"("session": {"totalElapsedTime": null})"),
      "/session/totalElapsedTime: expected a typed value, got null"},
     // Rows and the shape of the tree.
@@ -255,6 +258,31 @@ TEST(LoaderSymbols, OneTableForAllModules) {
   EXPECT_EQ(symbols.at(0x404018), "exp");
   EXPECT_EQ(symbols.at(4096), "sin");
   EXPECT_TRUE(loadResultText(withTop(R"("frozen": false)"), "/r").models().symbols->empty());
+}
+
+// The C library's version reaches the version queries through the file name
+// they read, also for a library whose own name carries none.
+TEST(LoaderLocators, StatedLibraryVersionNamesTheVersionedFile) {
+  struct Case {
+    const char* locators;
+    int kind;
+    const char* path;
+  };
+  const Case cases[] = {
+      {R"("cLibrary": [{"path": "/usr/lib/libc.so.6", "version": "2.36"}])", 3, "/usr/lib/libc-2.36.so"},
+      {R"("cLibrary": [{"path": "/lib/libc-2.31.so", "version": "2.31"}])", 3, "/lib/libc-2.31.so"},
+      {R"("cLibrary": [{"path": "/usr/lib/libc.so.6"}])", 3, "/usr/lib/libc.so.6"},
+      {R"("modules": [{"path": "/usr/lib/libc.so.6", "version": "2.36"}])", 1, "/usr/lib/libc.so.6"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.locators);
+    host_data::LoadResult loaded = loadResultText(withTop(std::string(R"("fileLocators": {)") + c.locators + "}"), "/r");
+    ASSERT_TRUE(loaded.ok()) << loaded.error();
+    std::vector<data_abstractions2::FileLocator> locators;
+    ASSERT_TRUE(loaded.models().surveyModel->getFileLocators(c.kind, locators));
+    ASSERT_EQ(locators.size(), 1u);
+    EXPECT_EQ(locators[0].path, c.path);
+  }
 }
 
 }  // namespace
