@@ -506,6 +506,8 @@ TEST_F(IssueDetectorTest, CDI) {
           {"column 78 absent", withMix(kInnermost | kVectorized, {{77, std::int64_t{3}}}), {}},
           {"column 77 at 0", withMix(kInnermost | kVectorized, {{77, std::int64_t{0}}, {78, std::int64_t{0}}}), {}},
           {"column 77 negative", withMix(kInnermost | kVectorized, {{77, std::int64_t{-1}}, {78, std::int64_t{0}}}), {}},
+          {"column 77 unsigned, negative as signed",
+           withMix(kInnermost | kVectorized, {{77, ~std::uint64_t{0}}, {78, std::uint64_t{0}}}), {}},
           {"column 78 counted", withMix(kInnermost | kVectorized, {{77, std::int64_t{3}}, {78, std::int64_t{1}}}), {}},
           {"a text count passes neither test", withMix(kInnermost | kVectorized, {{77, "3"}, {78, std::int64_t{0}}}), {}},
       },
