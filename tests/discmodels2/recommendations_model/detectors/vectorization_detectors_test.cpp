@@ -171,6 +171,8 @@ TEST_F(NeedForSimdTest, MissingAnalysesComeFirstAndSetTheDisclaimer) {
   runTable({{"no trip counts", [](Rows& r) { simdLoopWithChild(r); }, {kSimdIssue, tripRec, withDisclaimer}},
             {"all three missing", [](Rows& r) { simdLoopWithChild(r, {.dependency = 0, .strides = {}}); },
              {kSimdIssue, tripRec, correctnessRec, mapRec, withDisclaimer}},
+            {"a proven dependency drops the issue with the advice already on it",
+             [](Rows& r) { simdLoopWithChild(r, {.dependency = 2}); }, {}},
             {"a negative score is not saved by trip counts",
              [](Rows& r) {
                sptr_t<FakeRow> loop = simdLoop(r, {.strides = {{0.0, 0.0, 5.0}, true}, .tripCountAverage = 2000});
