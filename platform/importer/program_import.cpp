@@ -208,6 +208,8 @@ struct SourceLoop {
 int SourceLoop::body() const {
   for (int part : parts)
     if ((*all)[part].part == 128) return part;
+  for (int part : parts)
+    if ((*all)[part].part == 0) return part;
   return parts.front();
 }
 
@@ -348,6 +350,7 @@ class Importer {
   void joinRemarks();
   void makeSourceLoops();
   bool readSamples(std::string& error);
+  void restoreCaller(PerfSample& sample) const;
   void readCounts();
   bool readRoofs(std::string& error);
   int functionFor(const std::string& module, const std::string& symbol);
@@ -363,6 +366,7 @@ class Importer {
   ImportSummary& summary_;
   std::unique_ptr<ElfBinary> binary_;
   std::vector<Function> functions_;
+  std::unordered_map<std::uint64_t, std::vector<std::uint64_t>> callSites_;  // callee -> return addresses
   std::map<std::pair<std::string, std::string>, int> functionByKey_;
   std::vector<Loop> loops_;
   std::vector<SourceLoop> sources_;
@@ -428,6 +432,10 @@ void Importer::decode() {
       in.target = line.targetAddress();
       flow.push_back(in);
     }
+    static const class_mask_t call = classMask({IC::Call});
+    for (const AssemblerLine& line : *lines)
+      if (line.hasType(call) && line.hasTarget() && line.operandCount() && line.operand(0).hasKind(assembler_analysis::KindRelative))
+        callSites_[line.targetAddress()].push_back(line.address() + line.length());
     std::vector<MachineLoop> found = findLoops(flow);
     const int base = static_cast<int>(loops_.size());
     for (MachineLoop& shape : found) {
@@ -477,6 +485,20 @@ bool Importer::readRemarks(std::string& error) {
     if (!readRemarksBelow(dir, remarks_, error)) return false;
   }
   for (std::string& warning : remarks_.warnings) warn(std::move(warning));
+  if (given && !remarks_.loops.empty()) {
+    // Records of other sources would join nothing and leave every verdict
+    // silently absent; that is a mistake in the command, not missing data.
+    bool ours = false;
+    for (const LoopRemark& remark : remarks_.loops) {
+      for (const std::string& file : binary_->files()) ours |= endsWithPath(file, remark.file);
+      if (ours) break;
+    }
+    if (!ours) {
+      error = dirs.front() + ": the compiler records are of other sources (" + remarks_.loops.front().file +
+              ", ...), none of " + binary_->path();
+      return false;
+    }
+  }
   summary_.remarks = remarks_.loops.size();
   if (remarks_.loops.empty())
     warn("no compiler optimization records (*.opt-record.json.gz, *.opt.yaml) found" +
@@ -642,6 +664,36 @@ int Importer::callChild(int parent, bool loop, int what) {
   return node;
 }
 
+// Frame-pointer unwinding skips the caller of a function that sets up no
+// frame of its own (a small leaf keeps its return address only on the
+// stack), so its time would go to the caller's caller. When the program
+// calls that function from one place only, that place is the caller.
+void Importer::restoreCaller(PerfSample& sample) const {
+  if (sample.frames.empty() || !sameModule(sample.frames[0].module, binary_->path())) return;
+  const ElfFunction* leafFunction = binary_->functionAt(sample.frames[0].address);
+  if (!leafFunction) return;
+  auto sites = callSites_.find(leafFunction->address);
+  if (sites == callSites_.end() || sites->second.size() != 1) return;
+  std::vector<std::uint8_t> start;
+  if (!binary_->code(leafFunction->address, std::min<std::uint64_t>(leafFunction->size, 5), start)) return;
+  const bool endbr = start.size() >= 4 && start[0] == 0xf3 && start[1] == 0x0f && start[2] == 0x1e && start[3] == 0xfa;
+  const std::size_t first = endbr ? 4 : 0;
+  const bool framed = start.size() > first && start[first] == 0x55;  // push rbp
+  // A framed function sampled before its push has the same blind spot.
+  if (framed && sample.frames[0].address > leafFunction->address + first) return;
+  const std::uint64_t site = sites->second.front();
+  const ElfFunction* caller = binary_->functionAt(site - 1);
+  if (!caller) return;
+  if (sample.frames.size() > 1 && sameModule(sample.frames[1].module, binary_->path()) &&
+      binary_->functionAt(sample.frames[1].address - 1) == caller)
+    return;
+  PerfFrame frame;
+  frame.address = site;
+  frame.symbol = caller->name;
+  frame.module = sample.frames[0].module;
+  sample.frames.insert(sample.frames.begin() + 1, std::move(frame));
+}
+
 bool Importer::readSamples(std::string& error) {
   if (in_.perfScript.empty()) {
     warn("no perf samples given (--perf): self and total times are absent");
@@ -674,6 +726,22 @@ bool Importer::readSamples(std::string& error) {
             "), none falls in " + binary_->path();
     return false;
   }
+  // perf names the function of each frame; a rebuilt binary of the same
+  // name puts other code at those addresses.
+  std::size_t named = 0, mismatched = 0;
+  for (const PerfSample& sample : perf_.samples) {
+    for (const PerfFrame& frame : sample.frames) {
+      if (frame.symbol.empty() || !sameModule(frame.module, binary_->path())) continue;
+      const ElfFunction* ef = binary_->functionAt(frame.address);
+      ++named;
+      mismatched += !ef || ef->name != frame.symbol;
+    }
+  }
+  if (named && mismatched * 2 > named) {
+    error = in_.perfScript + ": the samples are of another build of " + leaf(binary_->path()) + ": " +
+            std::to_string(mismatched) + " of " + std::to_string(named) + " frames name other functions than the binary has there";
+    return false;
+  }
   double first = perf_.samples.front().time, last = first;
   for (PerfSample& sample : perf_.samples) {
     // Time in the kernel on the program's behalf (page faults, timer
@@ -682,6 +750,7 @@ bool Importer::readSamples(std::string& error) {
     std::size_t kernel = 0;
     while (kernel < sample.frames.size() && sample.frames[kernel].module.rfind("[kernel", 0) == 0) ++kernel;
     if (kernel && kernel < sample.frames.size()) sample.frames.erase(sample.frames.begin(), sample.frames.begin() + static_cast<std::ptrdiff_t>(kernel));
+    restoreCaller(sample);
     const double seconds = static_cast<double>(sample.period) * 1e-9;
     cpu_ += seconds;
     threads_.insert(sample.tid);
@@ -785,13 +854,18 @@ void Importer::readCounts() {
     intops_ += c.work.intops;
     c.present = c.headerRuns > 0 || !c.mix.empty();
   }
-  for (const CallgrindJump& jump : object->jumps) {
-    const std::uint64_t from = jump.from - static_cast<std::uint64_t>(shift), to = jump.to - static_cast<std::uint64_t>(shift);
-    const ElfFunction* ef = binary_->functionAt(from);
-    if (!ef) continue;
-    int function = functionByKey_.at({leaf(binary_->path()), ef->name});
-    for (int l : functions_[function].loops)
-      if (loops_[l].shape.header == to && loops_[l].shape.contains(from)) counts_[l].backEdges += jump.taken;
+  // Times the back edges ran: a latch that branches to the header counts
+  // its taken jumps; one that falls through into the header (a rotated loop
+  // entered in its middle) counts the times it didn't jump.
+  std::unordered_map<std::uint64_t, const CallgrindJump*> jumps;
+  for (const CallgrindJump& jump : object->jumps) jumps[jump.from - static_cast<std::uint64_t>(shift)] = &jump;
+  for (std::size_t l = 0; l < loops_.size(); ++l) {
+    for (std::uint64_t latch : loops_[l].shape.latches) {
+      auto it = jumps.find(latch);
+      if (it == jumps.end()) counts_[l].backEdges += executions(latch);
+      else if (it->second->to - static_cast<std::uint64_t>(shift) == loops_[l].shape.header) counts_[l].backEdges += it->second->taken;
+      else counts_[l].backEdges += it->second->executed - std::min(it->second->executed, it->second->taken);
+    }
   }
   haveCounts_ = true;
 }
@@ -1050,17 +1124,20 @@ std::string Importer::write() {
   // Call tree: the sampled paths, every loop's static callees, and a root
   // for each function with loops that no sample reached, so that each
   // bottom-up loop has a place in it.
-  std::set<int> reached;
-  for (const CallNode& node : callNodes_)
-    if (!node.loop) reached.insert(node.what);
+  std::vector<std::vector<int>> nodesOf(functions_.size());
+  for (std::size_t n = 0; n < callNodes_.size(); ++n)
+    if (!callNodes_[n].loop) nodesOf[callNodes_[n].what].push_back(static_cast<int>(n));
+  std::function<void(int, int)> addLoops = [&](int parent, int s) {
+    int child = callChild(parent, true, s);
+    for (int c : sources_[s].children) addLoops(child, c);
+  };
   for (std::size_t f = 0; f < functions_.size(); ++f) {
-    if (reached.count(static_cast<int>(f)) || functions_[f].loops.empty()) continue;
-    int node = callChild(-1, false, static_cast<int>(f));
-    std::function<void(int, int)> addLoops = [&](int parent, int s) {
-      int child = callChild(parent, true, s);
-      for (int c : sources_[s].children) addLoops(child, c);
-    };
-    for (int s : functions_[f].topSources) addLoops(node, s);
+    if (functions_[f].loops.empty()) continue;
+    if (nodesOf[f].empty()) nodesOf[f].push_back(callChild(-1, false, static_cast<int>(f)));
+    // Loops no sample reached still belong under each place the function
+    // was seen, so that every loop has its call-tree rows.
+    for (int node : nodesOf[f])
+      for (int s : functions_[f].topSources) addLoops(node, s);
   }
   for (std::size_t n = 0; n < callNodes_.size(); ++n) {
     if (!callNodes_[n].loop) continue;
