@@ -74,13 +74,5 @@ TEST(RefCountedTest, LastReleaseOnAnotherThreadDeletes) {
   EXPECT_EQ(destroyed.load(), 1);
 }
 
-TEST(RefCountedTest, SingleThreadCounter) {
-  st_ref_count_impl_t count;
-  EXPECT_EQ(count.increment(), 1);
-  EXPECT_EQ(count.increment(), 2);
-  EXPECT_EQ(count.decrement(), 1);
-  EXPECT_EQ(count.value(), 1);
-}
-
 }  // namespace
 }  // namespace foundation
