@@ -1,4 +1,5 @@
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -17,69 +18,52 @@ using data_models2::DataProvider;
 using system_info::SystemInfo;
 
 TEST(DataProviderFillTest, ReadsEveryFieldIntoItsMember) {
+  // One row per field, each with a value no other field has, so that a field
+  // read into the wrong member shows.
+  const struct {
+    FieldId id;
+    variant_t value;
+    std::function<bool(const CommonData&)> read;
+  } fields[] = {
+      {SourceFile, variant_t("/src/kernel.cpp"), [](auto& d) { return d.sourceFile == "/src/kernel.cpp"; }},
+      {FunctionName, variant_t("kernel"), [](auto& d) { return d.functionName == "kernel"; }},
+      {CompilerName, variant_t("Vorex C++ Compiler"),
+       [](auto& d) { return d.compilerName == "vorex c++ compiler" && d.isVorexCompiler; }},
+      {CompilerVersion, variant_t("2021.10.0 Build"),
+       [](auto& d) {
+         return d.compilerVersionText == "2021.10.0 build" &&
+                d.compilerVersion == data_models2::compiler_helpers::CompilerVersion{2021, 10, 0};
+       }},
+      {CompilerFlags, variant_t("-O3 -xHost"), [](auto& d) { return d.compilerFlags == "-O3 -xHost"; }},
+      {VectorizationDiagnosticId, variant_t(15300), [](auto& d) { return d.vectorizationDiagnosticId == 15300; }},
+      {Isa, variant_t("AVX512"),
+       [](auto& d) { return d.isaName == "avx512" && d.isaType == SystemInfo::IsaAvx512 && d.isAvx512; }},
+      {InstructionSets, variant_t("FMA; AVX512F"), [](auto& d) { return d.instructionSets == "FMA; AVX512F"; }},
+      {TotalTime, variant_t(2.5), [](auto& d) { return d.totalTime == 2.5; }},
+      {SelfTime, variant_t(1.5), [](auto& d) { return d.selfTime == 1.5; }},
+      {TripCountMin, variant_t(std::uint64_t{2}), [](auto& d) { return d.tripCountMin == 2u; }},
+      {TripCountMax, variant_t(std::uint64_t{9}), [](auto& d) { return d.tripCountMax == 9u; }},
+      {IterationCount, variant_t(std::uint64_t{1000}), [](auto& d) { return d.iterationCount == 1000u; }},
+      {TripCountsValid, variant_t(true), [](auto& d) { return d.tripCountsValid; }},
+      {IsVectorized, variant_t(true), [](auto& d) { return d.isVectorized; }},
+      {DataTypeName, variant_t("Float64"), [](auto& d) { return d.dataTypeName == "Float64"; }},
+      {VectorLengths, variant_t("2;8"), [](auto& d) { return d.vectorLengthText == "2;8" && d.vectorLength == 8; }},
+      {UnrollFactor, variant_t(4), [](auto& d) { return d.unrollFactor == 4; }},
+      {Field22, variant_t(std::int64_t{-2}), [](auto& d) { return d.field22 == -2; }},
+      {InnerLoopCount, variant_t(std::uint64_t{3}), [](auto& d) { return d.innerLoopCount == 3u; }},
+      {MainVectType, variant_t(2), [](auto& d) { return d.mainVectType == 2; }},
+      {VectorEfficiency, variant_t(87.5), [](auto& d) { return d.vectorEfficiency == 87.5; }},
+      {FuncInstIdx, variant_t(std::uint64_t{77}), [](auto& d) { return d.funcInstIdx == 77u; }},
+      {MangledName, variant_t("_Z6kernelv"), [](auto& d) { return d.mangledName == "_Z6kernelv"; }},
+      {Field392, variant_t(std::int64_t{5}), [](auto& d) { return d.field392 == 5; }},
+  };
   FakeResult result;
   auto row = result.addRow(1, IMetadata::TypeLoop | IMetadata::TypeInnermost);
-  auto& ds = *result.bottomUp;
-  ds.set(row, SourceFile, variant_t("/src/kernel.cpp"));
-  ds.set(row, FunctionName, variant_t("kernel"));
-  ds.set(row, CompilerName, variant_t("Vorex C++ Compiler"));
-  ds.set(row, CompilerVersion, variant_t("2021.10.0 Build"));
-  ds.set(row, CompilerFlags, variant_t("-O3 -xHost"));
-  ds.set(row, VectorizationDiagnosticId, variant_t(15300));
-  ds.set(row, Isa, variant_t("AVX512"));
-  ds.set(row, InstructionSets, variant_t("FMA; AVX512F"));
-  ds.set(row, TotalTime, variant_t(2.5));
-  ds.set(row, SelfTime, variant_t(1.5));
-  ds.set(row, TripCountMin, variant_t(std::uint64_t{2}));
-  ds.set(row, TripCountMax, variant_t(std::uint64_t{9}));
-  ds.set(row, IterationCount, variant_t(std::uint64_t{1000}));
-  ds.set(row, TripCountsValid, variant_t(true));
-  ds.set(row, IsVectorized, variant_t(true));
-  ds.set(row, DataTypeName, variant_t("Float64"));
-  ds.set(row, VectorLengths, variant_t("2;8"));
-  ds.set(row, UnrollFactor, variant_t(4));
-  ds.set(row, Field22, variant_t(std::int64_t{-2}));
-  ds.set(row, InnerLoopCount, variant_t(std::uint64_t{3}));
-  ds.set(row, MainVectType, variant_t(2));
-  ds.set(row, VectorEfficiency, variant_t(87.5));
-  ds.set(row, FuncInstIdx, variant_t(std::uint64_t{77}));
-  ds.set(row, MangledName, variant_t("_Z6kernelv"));
-  ds.set(row, Field392, variant_t(std::int64_t{5}));
-
+  for (const auto& f : fields) result.bottomUp->set(row, f.id, f.value);
   auto provider = result.provider();
   ASSERT_TRUE(provider->fillCommonData(row));
   const CommonData& d = provider->getData(row);
-
-  EXPECT_EQ(d.sourceFile, "/src/kernel.cpp");
-  EXPECT_EQ(d.functionName, "kernel");
-  EXPECT_EQ(d.compilerName, "vorex c++ compiler");
-  EXPECT_TRUE(d.isVorexCompiler);
-  EXPECT_EQ(d.compilerVersionText, "2021.10.0 build");
-  EXPECT_EQ(d.compilerVersion, (data_models2::compiler_helpers::CompilerVersion{2021, 10, 0}));
-  EXPECT_EQ(d.compilerFlags, "-O3 -xHost");
-  EXPECT_EQ(d.vectorizationDiagnosticId, 15300);
-  EXPECT_EQ(d.isaName, "avx512");
-  EXPECT_EQ(d.isaType, SystemInfo::IsaAvx512);
-  EXPECT_TRUE(d.isAvx512);
-  EXPECT_EQ(d.instructionSets, "FMA; AVX512F");
-  EXPECT_EQ(d.totalTime, 2.5);
-  EXPECT_EQ(d.selfTime, 1.5);
-  EXPECT_EQ(d.tripCountMin, 2u);
-  EXPECT_EQ(d.tripCountMax, 9u);
-  EXPECT_EQ(d.iterationCount, 1000u);
-  EXPECT_TRUE(d.tripCountsValid);
-  EXPECT_TRUE(d.isVectorized);
-  EXPECT_EQ(d.dataTypeName, "Float64");
-  EXPECT_EQ(d.vectorLengthText, "2;8");
-  EXPECT_EQ(d.vectorLength, 8);
-  EXPECT_EQ(d.unrollFactor, 4);
-  EXPECT_EQ(d.field22, -2);
-  EXPECT_EQ(d.innerLoopCount, 3u);
-  EXPECT_EQ(d.mainVectType, 2);
-  EXPECT_EQ(d.vectorEfficiency, 87.5);
-  EXPECT_EQ(d.funcInstIdx, 77u);
-  EXPECT_EQ(d.mangledName, "_Z6kernelv");
-  EXPECT_EQ(d.field392, 5);
+  for (const auto& f : fields) EXPECT_TRUE(f.read(d)) << fieldName(f.id);
   EXPECT_FALSE(d.isFortran);
   EXPECT_FALSE(d.typeFlag1024);
 }
@@ -324,7 +308,7 @@ TEST(DataProviderFillTest, StaticAndDynamicInstructionMixes) {
   result.model->mixes[MixDynamic] = {{1, variant_t(5000)}, {2, variant_t(7)}};
   auto row = result.addRow(1);
   auto provider = result.provider();
-    const CommonData& d = provider->getData(row);
+  const CommonData& d = provider->getData(row);
   EXPECT_EQ(d.instructionMix, result.model->mixes[MixStatic]);
   EXPECT_EQ(d.instructionMixDynamic, result.model->mixes[MixDynamic]);
 }

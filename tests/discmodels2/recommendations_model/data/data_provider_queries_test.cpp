@@ -68,26 +68,6 @@ TEST(DataProviderQueriesTest, BottomUpChildrenAreTheCalleesOfEveryCallSite) {
   EXPECT_TRUE(collect(provider->getBottomUpChildren(f9)).empty());
 }
 
-TEST(DataProviderQueriesTest, LoopsRankedBySelfTimeSkipMarkedRowsAndNonLoops) {
-  FakeResult result;
-  std::vector<sptr_t<FakeRow>> loops;
-  for (int i = 1; i <= 5; ++i) {
-    loops.push_back(result.addRow(i));
-    result.bottomUp->set(loops.back(), SelfTime, variant_t(static_cast<double>(i)));
-  }
-  auto marked = result.addRow(6, IMetadata::TypeLoop | IMetadata::TypeMarked);
-  result.bottomUp->set(marked, SelfTime, variant_t(100.0));
-  auto function = result.addRow(7, 0);
-  result.bottomUp->set(function, SelfTime, variant_t(50.0));
-  result.addRow(8);  // a loop without self time
-
-  auto provider = result.provider();
-  const auto& list = provider->getLoopsBySelfTime();
-  ASSERT_EQ(list.size(), 5u);
-  EXPECT_EQ(list.front().second, row_t(loops[0]));
-  EXPECT_EQ(list.back().second, row_t(loops[4]));
-}
-
 TEST(DataProviderQueriesTest, RankInsidePercentRange) {
   struct Case {
     const char* name;
@@ -110,8 +90,17 @@ TEST(DataProviderQueriesTest, RankInsidePercentRange) {
     loops.push_back(result.addRow(i));
     result.bottomUp->set(loops.back(), SelfTime, variant_t(static_cast<double>(i)));
   }
+  // Hotter than all, but no loop, marked, or without a time: not ranked.
+  auto marked = result.addRow(6, IMetadata::TypeLoop | IMetadata::TypeMarked);
+  result.bottomUp->set(marked, SelfTime, variant_t(100.0));
+  auto function = result.addRow(7, 0);
+  result.bottomUp->set(function, SelfTime, variant_t(50.0));
   auto noTime = result.addRow(9);
   auto provider = result.provider();
+  const auto& list = provider->getLoopsBySelfTime();
+  ASSERT_EQ(list.size(), 5u);
+  EXPECT_EQ(list.front().second, row_t(loops[0]));
+  EXPECT_EQ(list.back().second, row_t(loops[4]));
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     EXPECT_EQ(provider->isLoopInsideRange(loops[c.loopIndex], c.from, c.to), c.expected);
@@ -230,10 +219,6 @@ TEST(DataProviderQueriesTest, ThresholdAgainstElapsedTimeOfTheResult) {
   result.controller->resultDir = emptyDir.path.string();
   EXPECT_FALSE(result.provider()->isLoopMatchThreshold(loop, 1.0));
 }
-
-}  // namespace
-
-namespace {
 
 // The roofs come from the view model, classified once per provider; without
 // a view model there are none.
