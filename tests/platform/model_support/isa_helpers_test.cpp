@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/model_support/isa_helpers.h"
+#include "tests/platform/model_support/stub_row.h"
 
 namespace {
 
@@ -106,21 +107,6 @@ class MedianManager : public da::ILoopManager {
   std::optional<std::int64_t> median;
 };
 
-class AnyRow : public da::INode<da::IRowSpecification> {
- public:
-  std::uint64_t getId() const override { return 1; }
-  da::sptr_t<da::IMetadata> getMetadata() const override { return nullptr; }
-  node_ptr getParent() const override { return nullptr; }
-  int getChildren(int, int, da::generic_iterator_t<node_ptr>&) const override { return -1; }
-  da::row_lock_t lockRow() const override { return nullptr; }
-  da::generic_iterator_t<da::sptr_t<da::IIssueEx>> rowIssues() const override { return {}; }
-  da::generic_iterator_t<da::sptr_t<da::ITrait>> rowTraits() const override { return {}; }
-  void addRowIssue(const da::sptr_t<da::IIssueEx>&) override {}
-  void clearRowIssues() override {}
-  void addRowTrait(const da::sptr_t<da::ITrait>&) override {}
-  void clearRowTraits() override {}
-};
-
 TEST(MedianTripCountTest, FromTheLoopManager) {
   struct Case {
     const char* name;
@@ -132,7 +118,7 @@ TEST(MedianTripCountTest, FromTheLoopManager) {
       {"unknown", std::nullopt, 0},
       {"beyond int", std::int64_t{1} << 40, INT_MAX},
   };
-  auto row = foundation::pool_allocate<AnyRow, da::INode<da::IRowSpecification>>();
+  const da::row_t row = model_support_tests::stubRow();
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     auto manager = foundation::pool_allocate<MedianManager>();

@@ -6,6 +6,7 @@
 #include "platform/model_support/compiler_helpers.h"
 #include "platform/model_support/instruction_mix.h"
 #include "platform/model_support/isa_helpers.h"
+#include "tests/platform/model_support/stub_row.h"
 
 namespace {
 
@@ -80,30 +81,9 @@ class MixModel : public data_abstractions2::ISurveyingViewModel {
   }
 };
 
-class MixRow : public data_abstractions2::INode<data_abstractions2::IRowSpecification> {
- public:
-  std::uint64_t getId() const override { return 1; }
-  data_abstractions2::sptr_t<data_abstractions2::IMetadata> getMetadata() const override { return nullptr; }
-  node_ptr getParent() const override { return nullptr; }
-  int getChildren(int, int, data_abstractions2::generic_iterator_t<node_ptr>&) const override { return -1; }
-  data_abstractions2::row_lock_t lockRow() const override { return nullptr; }
-  data_abstractions2::generic_iterator_t<data_abstractions2::sptr_t<data_abstractions2::IIssueEx>> rowIssues()
-      const override {
-    return {};
-  }
-  data_abstractions2::generic_iterator_t<data_abstractions2::sptr_t<data_abstractions2::ITrait>> rowTraits()
-      const override {
-    return {};
-  }
-  void addRowIssue(const data_abstractions2::sptr_t<data_abstractions2::IIssueEx>&) override {}
-  void clearRowIssues() override {}
-  void addRowTrait(const data_abstractions2::sptr_t<data_abstractions2::ITrait>&) override {}
-  void clearRowTraits() override {}
-};
-
 TEST(InstructionMixTest, ForwardsTheKindAndNeedsRowAndModel) {
   auto model = foundation::pool_allocate<MixModel, data_abstractions2::ISurveyingViewModel>();
-  auto row = foundation::pool_allocate<MixRow, data_abstractions2::INode<data_abstractions2::IRowSpecification>>();
+  auto row = model_support_tests::stubRow();
   data_abstractions2::InstructionMix mix;
   EXPECT_FALSE(data_models2::getInstructionMixMap(row, model, data_abstractions2::MixStatic, mix));
   EXPECT_TRUE(mix.empty());

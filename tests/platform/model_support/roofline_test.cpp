@@ -11,6 +11,7 @@
 #include "platform/model_support/roofline_interpolator.h"
 #include "platform/model_support/roofline_roofs.h"
 #include "platform/model_support/roofline_row_info.h"
+#include "tests/platform/model_support/stub_row.h"
 
 namespace {
 
@@ -52,22 +53,6 @@ class Controller : public da::IResultController {
 };
 
 da::sptr_t<da::IResultController> avx512() { return foundation::pool_allocate<Controller, da::IResultController>(512, 11); }
-
-class Node : public da::INode<da::IRowSpecification> {
- public:
-  std::uint64_t getId() const override { return 1; }
-  da::sptr_t<da::IMetadata> getMetadata() const override { return nullptr; }
-  node_ptr getParent() const override { return nullptr; }
-  int getChildren(int, int, da::generic_iterator_t<node_ptr>&) const override { return 0; }
-  da::row_lock_t lockRow() const override { return std::make_unique<boost::unique_lock<boost::recursive_mutex>>(m); }
-  da::generic_iterator_t<da::sptr_t<da::IIssueEx>> rowIssues() const override { return {}; }
-  da::generic_iterator_t<da::sptr_t<da::ITrait>> rowTraits() const override { return {}; }
-  void addRowIssue(const da::sptr_t<da::IIssueEx>&) override {}
-  void clearRowIssues() override {}
-  void addRowTrait(const da::sptr_t<da::ITrait>&) override {}
-  void clearRowTraits() override {}
-  mutable boost::recursive_mutex m;
-};
 
 /// One row with roofline figures and the two time fields.
 class Dataset : public da::IDataset {
@@ -235,7 +220,7 @@ TEST(RooflineRowInfoTest, PointFromOwnFiguresOrTotals) {
       {"no operations", {0, 1000, 0, 0, 0, false}, 2.0, 2.0, false, 0.0, 0.0},
       {"no time", {2000000000, 1000000000, 0, 0, 0, false}, 1e-12, 2.0, false, 0.0, 0.0},
   };
-  const da::row_t row = foundation::pool_allocate<Node, da::INode<da::IRowSpecification>>();
+  const da::row_t row = model_support_tests::stubRow();
   const auto interpolator = data_models2::createRoofInterpolator(avx512(), items(machineRoofs()));
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -253,7 +238,7 @@ TEST(RooflineRowInfoTest, PointFromOwnFiguresOrTotals) {
 }
 
 TEST(RooflineRowInfoTest, RoofsLimitAndMissingInputs) {
-  const da::row_t row = foundation::pool_allocate<Node, da::INode<da::IRowSpecification>>();
+  const da::row_t row = model_support_tests::stubRow();
   auto dataset = foundation::pool_allocate<Dataset>();
   dataset->figures = {100000000, 1000000000, 0, 0, 1, false};  // integer, ai 0.1
   dataset->fields[da::SelfTime] = variant_t(std::int64_t(1));   // an integer time reads too
