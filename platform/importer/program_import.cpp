@@ -1037,7 +1037,9 @@ std::string Importer::write() {
     const std::size_t at = bottomUp.size();
     bottomUp.emplace_back();
     bottomUp[at].id = nextId++;
-    const bool split = source.parts.size() > 1;
+    // Only a vectorized loop is shown in parts: an unrolled scalar loop and
+    // the loop that finishes it are one loop to the user.
+    const bool split = source.parts.size() > 1 && loops_[source.body()].part == 128;
     const LoopRemark* remark = source.remark >= 0 ? &remarks_.loops[source.remark] : nullptr;
     const bool vectorized = remark && remark->vectorized;
     const bool innermost = source.children.empty();
