@@ -251,6 +251,7 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
     return ExitOk;
   }
 
+  const auto reportStart = std::chrono::steady_clock::now();
   ReportSources sources;
   sources.bottomUp = bottomUp;
   sources.survey = models.surveyModel;
@@ -272,14 +273,19 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
   }
   if (options.reportOutput.empty()) {
     out << text;
-    return out ? ExitOk : ExitFailure;
+    if (!out) return ExitFailure;
+  } else {
+    std::string error;
+    // Through a temporary file, so that an interrupted run never leaves half
+    // a report.
+    if (!foundation::write_file_atomically(options.reportOutput, text, error)) {
+      err << "nimbex-cl: " << error << "\n";
+      return ExitFailure;
+    }
   }
-  std::string error;
-  // Through a temporary file, so that an interrupted run never leaves half a
-  // report.
-  if (!foundation::write_file_atomically(options.reportOutput, text, error)) {
-    err << "nimbex-cl: " << error << "\n";
-    return ExitFailure;
+  if (options.verbose) {
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - reportStart;
+    err << "nimbex-cl: the report of " << data.loops.size() << " loops took " << took.count() << " s\n";
   }
   return ExitOk;
 }
