@@ -32,7 +32,7 @@ svg.chart { width: 100%; max-width: 820px; height: auto; background: #fff; borde
 .roof { fill: none; stroke-width: 2; }
 .roof-memory { stroke: #475569; }
 .roof-compute { stroke: #7f1d1d; }
-.roof-label { font-size: 11px; fill: #374151; }
+.roof-label { font-size: 11px; fill: #374151; paint-order: stroke; stroke: #fff; stroke-width: 3px; stroke-linejoin: round; }
 .dot { stroke: #fff; stroke-width: 1; fill-opacity: .8; cursor: pointer; }
 .dot:hover, .dot.selected { stroke: #111827; stroke-width: 2; fill-opacity: 1; }
 .zone-memory { fill: var(--memory); background: var(--memory); }
@@ -379,6 +379,9 @@ void HtmlReport::renderChart(std::string& out) const {
   const double slopeAngle =
       -std::atan2((y.from - y.to) / (y.hi - y.lo), (x.to - x.from) / (x.hi - x.lo)) * 180.0 / 3.14159265358979;
   out += "<g class=\"roofs\">\n";
+  // Labels go over every line, so that a roof crossing another's name does
+  // not strike it out.
+  std::string labels;
   for (const RoofEntry& roof : data_.roofs) {
     if (roof.value <= 0.0) continue;
     std::string name;
@@ -392,18 +395,18 @@ void HtmlReport::renderChart(std::string& out) const {
       out += "<line class=\"roof roof-memory\" x1=\"" + num(x1) + "\" y1=\"" + num(y1) + "\" x2=\"" + num(x2) +
              "\" y2=\"" + num(y2) + "\"><title>" + name + "</title></line>\n";
       const double lx = x1 + (x2 - x1) * 0.12, ly = y1 + (y2 - y1) * 0.12 - 5;
-      out += "<text class=\"roof-label\" transform=\"translate(" + num(lx) + " " + num(ly) + ") rotate(" +
+      labels += "<text class=\"roof-label\" transform=\"translate(" + num(lx) + " " + num(ly) + ") rotate(" +
              num(slopeAngle) + ")\">" + name + format(" (%.4g GB/s)", roof.value / 1e9) + "</text>\n";
     } else {
       const double start = fastest > 0.0 ? clampX(roof.value / fastest) : xLeft;
       const double py = y.at(clampY(roof.value));
       out += "<line class=\"roof roof-compute\" x1=\"" + num(x.at(start)) + "\" y1=\"" + num(py) + "\" x2=\"" +
              num(x.to) + "\" y2=\"" + num(py) + "\"><title>" + name + "</title></line>\n";
-      out += "<text class=\"roof-label\" x=\"" + num(x.to - 4) + "\" y=\"" + num(py - 5) + "\" text-anchor=\"end\">" +
+      labels += "<text class=\"roof-label\" x=\"" + num(x.to - 4) + "\" y=\"" + num(py - 5) + "\" text-anchor=\"end\">" +
              name + format(" (%.4g GOPS)", roof.value / 1e9) + "</text>\n";
     }
   }
-  out += "</g>\n<g class=\"dots\">\n";
+  out += labels + "</g>\n<g class=\"dots\">\n";
   // The biggest dots first, so that small ones stay on top and clickable.
   std::vector<const LoopFindings*> drawOrder = points;
   std::stable_sort(drawOrder.begin(), drawOrder.end(),
