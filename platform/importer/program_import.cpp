@@ -215,7 +215,7 @@ int SourceLoop::body() const {
 
 struct Function {
   std::string name, demangled, module;
-  bool system = false;
+  bool systemModule = false;  // from the system's directories, the kernel or the vdso
   int elf = -1;  // index into the binary's functions
   std::vector<int> loops;  // its loops
   std::vector<int> topSources;
@@ -647,7 +647,8 @@ int Importer::functionFor(const std::string& module, const std::string& symbol) 
   f.name = symbol;
   f.demangled = demangle(symbol);
   f.module = leaf(module);
-  f.system = true;
+  f.systemModule = module.empty() || module[0] == '[' || module.rfind("/lib", 0) == 0 || module.rfind("/usr/lib", 0) == 0 ||
+                   module.rfind("/usr/local/lib", 0) == 0;
   const int index = static_cast<int>(functions_.size());
   functions_.push_back(std::move(f));
   functionByKey_.emplace(std::make_pair(leaf(module), symbol), index);
@@ -943,7 +944,8 @@ void Importer::functionFields(Json& fields, const Function& f) {
   fields.text("FunctionName", f.demangled);
   if (f.name != f.demangled) fields.text("MangledName", f.name);
   if (!f.module.empty()) fields.text("ModuleName", f.module);
-  fields.integer("IsSystemFunction", f.elf < 0 ? 1 : 0);
+  // The program's own shared libraries are user code too.
+  fields.integer("IsSystemFunction", f.elf < 0 && f.systemModule ? 1 : 0);
   fields.integer("Field24", f.name.rfind("_ZGV", 0) == 0 ? 1 : 0);
 }
 
@@ -1110,7 +1112,7 @@ std::string Importer::write() {
     const std::size_t at = bottomUp.size();
     bottomUp.emplace_back();
     bottomUp[at].id = nextId++;
-    bottomUp[at].type = f.elf < 0 ? 2 : 0;
+    bottomUp[at].type = f.elf < 0 && f.systemModule ? 2 : 0;
     Json& fields = bottomUp[at].fields;
     functionFields(fields, f);
     if (perf_.samples.size()) {
