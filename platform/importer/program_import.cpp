@@ -368,6 +368,8 @@ class Importer {
   std::vector<Function> functions_;
   std::unordered_map<std::uint64_t, std::vector<std::uint64_t>> callSites_;  // callee -> return addresses
   std::map<std::pair<std::string, std::string>, int> functionByKey_;
+  std::unordered_map<std::uint64_t, int> byAddress_;  // the program's functions; static ones may share a name
+  int programFunction(const ElfFunction* ef) const { return byAddress_.at(ef->address); }
   std::vector<Loop> loops_;
   std::vector<SourceLoop> sources_;
   RemarkSet remarks_;
@@ -412,6 +414,7 @@ void Importer::decode() {
     function.elf = static_cast<int>(f);
     const int index = static_cast<int>(functions_.size());
     functionByKey_.emplace(std::make_pair(function.module, function.name), index);
+    byAddress_.emplace(ef.address, index);
     std::vector<std::uint8_t> bytes;
     auto lines = std::make_unique<AssemblerLines>();
     if (binary_->code(ef.address, ef.size, bytes)) {
@@ -767,7 +770,7 @@ bool Importer::readSamples(std::string& error) {
       if (sameModule(frame.module, binary_->path())) {
         const ElfFunction* ef = binary_->functionAt(address);
         if (!ef) continue;
-        function = functionByKey_.at({leaf(binary_->path()), ef->name});
+        function = programFunction(ef);
         loop = innermostLoop(function, address);
       } else {
         if (frame.symbol.empty()) continue;
@@ -932,7 +935,7 @@ std::vector<int> Importer::calleesOf(int source) {
       } else if (line->operandCount() && line->operand(0).hasKind(assembler_analysis::KindRelative)) {
         const ElfFunction* ef = binary_->functionAt(target);
         if (!ef || ef->address != target) continue;
-        function = functionByKey_.at({leaf(binary_->path()), ef->name});
+        function = programFunction(ef);
       }
       if (function >= 0 && std::find(callees.begin(), callees.end(), function) == callees.end()) callees.push_back(function);
     }
