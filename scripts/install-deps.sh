@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config
   libboost-dev libboost-filesystem-dev libboost-system-dev
   libboost-program-options-dev libboost-thread-dev
-  liblog4cplus-dev libpugixml-dev libsimdjson-dev libzydis-dev
+  liblog4cplus-dev libpugixml-dev libexpat1-dev libsimdjson-dev libzydis-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libdw-dev libelf-dev zlib1g-dev libyaml-dev clang
   linux-perf valgrind

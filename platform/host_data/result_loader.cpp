@@ -154,7 +154,8 @@ bool readFieldKey(JsonReader& reader, std::string_view key, const JsonPath& at, 
 /// Reads a whole result document into the contents of the models.
 class ResultParser {
  public:
-  ResultParser(JsonReader& reader, std::string directory, std::string resultFile) : r_(reader) {
+  ResultParser(JsonReader& reader, std::string directory, std::string resultFile, LoadDetail detail)
+      : r_(reader), detail_(detail) {
     controller_.directory = std::move(directory);
     controller_.resultFile = std::move(resultFile);
   }
@@ -207,6 +208,7 @@ class ResultParser {
   HostDataset& table(int kind);
 
   JsonReader& r_;
+  const LoadDetail detail_;
   HostResultController::Contents controller_;
   HostSurveyingViewModel::Contents survey_;
   std::map<int, sptr_t<HostDataset>> tables_;
@@ -300,7 +302,8 @@ bool ResultParser::parse(const element& root, ResultModels& out) {
   if (keys["bottomUp"] && !parseTree(*keys["bottomUp"], JsonPath(top, "bottomUp"), da::BottomUp, survey_.bottomUp)) {
     return false;
   }
-  if (keys["callTree"] && !parseTree(*keys["callTree"], JsonPath(top, "callTree"), da::CallTree, survey_.callTree)) {
+  if (keys["callTree"] && detail_ == LoadDetail::Full &&
+      !parseTree(*keys["callTree"], JsonPath(top, "callTree"), da::CallTree, survey_.callTree)) {
     return false;
   }
 
@@ -569,6 +572,7 @@ bool ResultParser::parseRow(const element& value, const JsonPath& at, HostDatase
     }
   }
 
+  if (detail_ == LoadDetail::Shape) return true;
   if (keys["fields"] && !parseFields(*keys["fields"], JsonPath(at, "fields"), node, dataset)) return false;
   if (keys["machineCode"] &&
       !parseMachineCode(*keys["machineCode"], JsonPath(at, "machineCode"), node.mutableData().code)) {
@@ -941,12 +945,13 @@ bool ResultParser::parseNtsCandidates(const element& value, const JsonPath& at, 
   return true;
 }
 
-LoadResult parseDocument(JsonReader& reader, const simdjson::padded_string& text, const std::string& directory) {
+LoadResult parseDocument(JsonReader& reader, const simdjson::padded_string& text, const std::string& directory,
+                         LoadDetail detail = LoadDetail::Full) {
   simdjson::dom::parser parser;
   element root;
   if (!reader.parse(parser, text, root)) return LoadResult::failure(reader.error());
   ResultModels models;
-  ResultParser resultParser(reader, directory, (std::filesystem::path(directory) / kResultFileName).string());
+  ResultParser resultParser(reader, directory, (std::filesystem::path(directory) / kResultFileName).string(), detail);
   if (!resultParser.parse(root, models)) return LoadResult::failure(reader.error());
   // From now on "the machine" of the detectors is the one the result was
   // collected on, not the computer that reads it.
@@ -961,7 +966,7 @@ LoadResult parseDocument(JsonReader& reader, const simdjson::padded_string& text
 
 }  // namespace
 
-LoadResult loadResultDirectory(const std::string& directory) {
+LoadResult loadResultDirectory(const std::string& directory, LoadDetail detail) {
   namespace fs = std::filesystem;
   const std::string resultPath = (fs::path(directory) / kResultFileName).string();
   std::error_code ec;
@@ -969,7 +974,7 @@ LoadResult loadResultDirectory(const std::string& directory) {
   JsonReader reader(resultPath);
   simdjson::padded_string text;
   if (!reader.loadFile(resultPath, text)) return LoadResult::failure(reader.error());
-  return parseDocument(reader, text, directory);
+  return parseDocument(reader, text, directory, detail);
 }
 
 LoadResult loadResultText(std::string_view json, const std::string& directory, const std::string& fileName) {

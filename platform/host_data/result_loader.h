@@ -67,8 +67,19 @@ class LoadResult {
 
 extern const char* const kResultFileName;  // "result.json"
 
+/// How much of a result a load reads.
+enum class LoadDetail {
+  /// Everything the file holds.
+  Full,
+  /// The bottom-up tree's shape only: row ids, types and children, and
+  /// what lies outside the trees. Enough to tell whether a stored report
+  /// fits the result; rows have no fields and no per-row data, and there is
+  /// no call tree. Parts not read are not checked either.
+  Shape,
+};
+
 /// Loads `directory`/result.json.
-LoadResult loadResultDirectory(const std::string& directory);
+LoadResult loadResultDirectory(const std::string& directory, LoadDetail detail = LoadDetail::Full);
 
 /// Loads result text that is not on disk, as if it were `fileName` in
 /// `directory`: errors name `fileName`, and the controller reports

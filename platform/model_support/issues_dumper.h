@@ -15,6 +15,7 @@ struct DefaultDumpPolicy {
                          foundation::IProgress* progress);
   static bool assignReport(const foundation::sptr_t<data_abstractions2::IDataset>& dataset, const std::string& fileName,
                            foundation::IProgress* progress);
+  static bool reportFits(const foundation::sptr_t<data_abstractions2::IDataset>& dataset, const std::string& fileName);
 };
 
 /// Carries the bottom-up tree, the progress object and the file name to the
@@ -43,6 +44,12 @@ class IssuesDumper {
 
   bool dumpIssuesReport() const;
   bool assignIssuesReport() const;
+  /// Whether the file is a whole report written for the rows of the tree:
+  /// its root carries their count and fingerprint, and the file ends with
+  /// the root's end tag. The records in between are not read, so this is
+  /// for a file that the session already calls current, not a check of
+  /// one from elsewhere.
+  bool reportFitsRows() const;
 
  private:
   foundation::sptr_t<data_abstractions2::IDataset> dataset_;

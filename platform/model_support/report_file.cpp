@@ -1,7 +1,9 @@
 #include "platform/model_support/report_file.h"
 
 #include <cerrno>
+#include <algorithm>
 #include <cstring>
+#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -19,6 +21,8 @@ namespace {
 // The root element of docs/issues-xml.md; it follows the XML declaration.
 constexpr std::string_view kRootElement = "<issues_report";
 constexpr std::size_t kHeadBytes = 512;
+// Reports of large results run to gigabytes; they are read in pieces.
+constexpr std::size_t kPieceBytes = 1 << 20;
 
 class FileDescriptor {
  public:
@@ -37,26 +41,57 @@ class FileDescriptor {
 }  // namespace
 
 bool ReportFile::read(const std::string& path, std::string& text) {
+  std::string content;
+  if (!readPieces(path, [&content](std::string_view piece) {
+        content += piece;
+        return true;
+      })) {
+    return false;
+  }
+  text = std::move(content);
+  return true;
+}
+
+bool ReportFile::readPieces(const std::string& path, const std::function<bool(std::string_view)>& consume) {
   if (path.empty()) return false;
   FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (file.get() < 0) return false;
   struct stat info;
   if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
 
-  std::string content;
-  content.reserve(static_cast<std::size_t>(info.st_size));
-  char buffer[65536];
+  std::unique_ptr<char[]> buffer(new char[kPieceBytes]);
   for (;;) {
-    const ssize_t got = ::read(file.get(), buffer, sizeof buffer);
+    const ssize_t got = ::read(file.get(), buffer.get(), kPieceBytes);
     if (got < 0) {
       if (errno == EINTR) continue;
       return false;
     }
-    if (got == 0) break;
-    content.append(buffer, static_cast<std::size_t>(got));
+    if (got == 0) return true;
+    if (!consume(std::string_view(buffer.get(), static_cast<std::size_t>(got)))) return false;
   }
-  text = std::move(content);
-  return true;
+}
+
+bool ReportFile::readEnds(const std::string& path, std::size_t bytes, std::string& head, std::string& tail) {
+  if (path.empty()) return false;
+  FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.get() < 0) return false;
+  struct stat info;
+  if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
+  const auto size = static_cast<std::size_t>(info.st_size);
+  auto readAt = [&file](std::size_t offset, std::size_t length, std::string& out) {
+    out.resize(length);
+    std::size_t done = 0;
+    while (done < length) {
+      const ssize_t got = ::pread(file.get(), out.data() + done, length - done, static_cast<off_t>(offset + done));
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) break;
+      done += static_cast<std::size_t>(got);
+    }
+    out.resize(done);
+    return done == length;
+  };
+  const std::size_t length = std::min(bytes, size);
+  return readAt(0, length, head) && readAt(size - length, length, tail);
 }
 
 bool ReportFile::mayReplace(const std::string& path, std::string& reason) {
@@ -94,6 +129,13 @@ bool ReportFile::mayReplace(const std::string& path, std::string& reason) {
 }
 
 bool ReportFile::replace(const std::string& path, std::string_view text) {
+  return replace(path, [text](const append_t& append) {
+    append(text);
+    return true;
+  });
+}
+
+bool ReportFile::replace(const std::string& path, const std::function<bool(const append_t& append)>& produce) {
   std::string reason;
   if (!mayReplace(path, reason)) {
     LOG4CPLUS_WARN(log4cplus::Logger::getInstance("nimbex.report"),
@@ -102,7 +144,11 @@ bool ReportFile::replace(const std::string& path, std::string_view text) {
   }
   // Callers only ask whether the report was written; the dumper logs that.
   std::string error;
-  return foundation::write_file_atomically(path, text, error);
+  foundation::atomic_file_t file(path);
+  if (!file.open(error)) return false;
+  // Left uncommitted, the temporary file goes with the writer.
+  if (!produce([&file](std::string_view piece) { file.write(piece); })) return false;
+  return file.commit(error);
 }
 
 }  // namespace data_models2

@@ -75,4 +75,9 @@ row_t ReportTree::find(std::uint64_t id) const {
   return it == index_.end() ? row_t() : rows_[it->second].row;
 }
 
+std::size_t ReportTree::position(std::uint64_t id) const {
+  auto it = index_.find(id);
+  return it == index_.end() ? npos : it->second;
+}
+
 }  // namespace data_models2

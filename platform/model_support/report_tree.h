@@ -35,6 +35,9 @@ class ReportTree {
   std::string fingerprint() const;
   /// The row of an id, or null when the tree has no such row.
   data_abstractions2::row_t find(std::uint64_t id) const;
+  /// The place of an id in rows(), or npos when the tree has no such row.
+  std::size_t position(std::uint64_t id) const;
+  static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
  private:
   std::vector<entry_t> rows_;

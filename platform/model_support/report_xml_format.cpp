@@ -13,7 +13,12 @@ using foundation::variant_t;
 constexpr const char* kHexSuffix = "-hex";
 constexpr const char* kHexDigits = "0123456789abcdef";
 
-std::string hexName(const char* name) { return std::string(name) + kHexSuffix; }
+// True for `name` followed by "-hex"; no string is built for the look-up.
+bool isHexName(std::string_view candidate, std::string_view name) {
+  const std::string_view suffix = kHexSuffix;
+  return candidate.size() == name.size() + suffix.size() && candidate.substr(0, name.size()) == name &&
+         candidate.substr(name.size()) == suffix;
+}
 
 int hexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -117,28 +122,68 @@ bool isXmlSafe(std::string_view text) {
   return true;
 }
 
-void putString(pugi::xml_node node, const char* name, const std::string& value) {
-  if (isXmlSafe(value)) {
-    node.append_attribute(name).set_value(value.c_str());
-    return;
+const char* Attributes::find(std::string_view name) const {
+  if (!pairs_) return nullptr;
+  for (const char* const* pair = pairs_; pair[0]; pair += 2) {
+    if (name == pair[0]) return pair[1];
   }
-  std::string hex;
-  hex.reserve(value.size() * 2);
-  for (unsigned char c : value) {
-    hex.push_back(kHexDigits[c >> 4]);
-    hex.push_back(kHexDigits[c & 0x0f]);
-  }
-  node.append_attribute(hexName(name).c_str()).set_value(hex.c_str());
+  return nullptr;
 }
 
-bool getString(const pugi::xml_node& node, const char* name, std::string& value) {
-  const pugi::xml_attribute plain = node.attribute(name);
-  const pugi::xml_attribute hex = node.attribute(hexName(name).c_str());
+const char* Attributes::findHex(std::string_view name) const {
+  if (!pairs_) return nullptr;
+  for (const char* const* pair = pairs_; pair[0]; pair += 2) {
+    if (isHexName(pair[0], name)) return pair[1];
+  }
+  return nullptr;
+}
+
+void appendEscaped(std::string& out, std::string_view text) {
+  std::size_t plain = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const unsigned char c = static_cast<unsigned char>(text[i]);
+    if (c >= 0x20 && c != '&' && c != '<' && c != '"') continue;
+    out.append(text.data() + plain, i - plain);
+    plain = i + 1;
+    switch (c) {
+      case '&': out += "&amp;"; break;
+      case '<': out += "&lt;"; break;
+      case '"': out += "&quot;"; break;
+      default: {
+        const char entity[] = {'&', '#', static_cast<char>('0' + c / 10), static_cast<char>('0' + c % 10), ';'};
+        out.append(entity, sizeof entity);
+      }
+    }
+  }
+  out.append(text.data() + plain, text.size() - plain);
+}
+
+void appendString(std::string& out, const char* name, std::string_view value) {
+  out += ' ';
+  out += name;
+  if (isXmlSafe(value)) {
+    out += "=\"";
+    appendEscaped(out, value);
+    out += '"';
+    return;
+  }
+  out += kHexSuffix;
+  out += "=\"";
+  for (unsigned char c : value) {
+    out += kHexDigits[c >> 4];
+    out += kHexDigits[c & 0x0f];
+  }
+  out += '"';
+}
+
+bool getString(const Attributes& attributes, const char* name, std::string& value) {
+  const char* plain = attributes.find(name);
+  const char* hex = attributes.findHex(name);
   if (plain && !hex) {
-    value = plain.value();
+    value = plain;
     return true;
   }
-  if (hex && !plain) return decodeHex(hex.value(), value);
+  if (hex && !plain) return decodeHex(hex, value);
   return false;
 }
 
@@ -152,51 +197,54 @@ bool parseI64(std::string_view text, std::int64_t& value) { return parseWhole(te
 bool parseUnsigned(std::string_view text, unsigned& value) { return parseWhole(text, value); }
 bool parseInt(std::string_view text, int& value) { return parseWhole(text, value); }
 
-bool putVariant(pugi::xml_node node, const variant_t& value) {
+bool appendVariant(std::string& out, const variant_t& value) {
   const char* typeName = variant_t::type_name(value.type());
   if (typeName[0] == '\0') return false;
-  node.append_attribute(kTypeAttribute).set_value(typeName);
+  out += ' ';
+  out += kTypeAttribute;
+  out += "=\"";
+  out += typeName;
+  out += '"';
+  auto number = [&out](const std::string& text) {
+    out += ' ';
+    out += kValueAttribute;
+    out += "=\"";
+    out += text;
+    out += '"';
+  };
   if (value.is_integer()) {
-    const std::string text =
-        value.is_signed_integer() ? std::to_string(value.as_i64()) : std::to_string(value.as_u64());
-    node.append_attribute(kValueAttribute).set_value(text.c_str());
+    number(value.is_signed_integer() ? std::to_string(value.as_i64()) : std::to_string(value.as_u64()));
     return true;
   }
   switch (value.type()) {
-    case variant_t::t_f32:
-      node.append_attribute(kValueAttribute).set_value(formatFloat(static_cast<float>(value.as_double())).c_str());
-      return true;
-    case variant_t::t_f64:
-      node.append_attribute(kValueAttribute).set_value(formatDouble(value.as_double()).c_str());
-      return true;
-    case variant_t::t_bool:
-      node.append_attribute(kValueAttribute).set_value(value.as_bool() ? "true" : "false");
-      return true;
-    case variant_t::t_text: putString(node, kValueAttribute, value.text()); return true;
+    case variant_t::t_f32: number(formatFloat(static_cast<float>(value.as_double()))); return true;
+    case variant_t::t_f64: number(formatDouble(value.as_double())); return true;
+    case variant_t::t_bool: number(value.as_bool() ? "true" : "false"); return true;
+    case variant_t::t_text: appendString(out, kValueAttribute, value.text()); return true;
     case variant_t::t_empty: return true;
     default: return false;
   }
 }
 
-bool getVariant(const pugi::xml_node& node, variant_t& value) {
+bool getVariant(const Attributes& attributes, variant_t& value) {
   variant_t::type_t type;
-  if (!variant_t::type_from_name(node.attribute(kTypeAttribute).value(), type)) return false;
+  if (!variant_t::type_from_name(attributes.value(kTypeAttribute), type)) return false;
   if (type == variant_t::t_text) {
     std::string text;
-    if (!getString(node, kValueAttribute, text)) return false;
+    if (!getString(attributes, kValueAttribute, text)) return false;
     value = variant_t(std::move(text));
     return true;
   }
   // Only text may take the hex form; anything else there is a foreign file.
-  if (node.attribute(hexName(kValueAttribute).c_str())) return false;
-  const pugi::xml_attribute attribute = node.attribute(kValueAttribute);
+  if (attributes.findHex(kValueAttribute)) return false;
+  const char* attribute = attributes.find(kValueAttribute);
   if (type == variant_t::t_empty) {
     if (attribute) return false;
     value = variant_t();
     return true;
   }
   if (!attribute) return false;
-  const std::string_view text = attribute.value();
+  const std::string_view text = attribute;
 
   if (type <= variant_t::last_integer_type) {
     if (variant_t::make_integer(type, 0).is_signed_integer()) {

@@ -7,8 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include <pugixml.hpp>
-
 #include "platform/foundation/variant.h"
 
 namespace data_models2::report_xml {
@@ -57,13 +55,36 @@ inline constexpr unsigned kMaxBagDepth = 64;
 /// carriage return, and without the non-characters U+FFFE and U+FFFF.
 bool isXmlSafe(std::string_view text);
 
-/// Writes `value` under `name`, or, when it is not XML-safe, as hex digits of
-/// its bytes under `name` with "-hex" behind it, so that every string comes
-/// back byte for byte.
-void putString(pugi::xml_node node, const char* name, const std::string& value);
-/// Reads what putString wrote. False when neither or both forms are there,
-/// or the hex form is malformed.
-bool getString(const pugi::xml_node& node, const char* name, std::string& value);
+/// The attributes of one element as the parser hands them over: names and
+/// values alternating, ended by a null name. Borrowed; valid only while the
+/// parser's callback for the element runs.
+class Attributes {
+ public:
+  explicit Attributes(const char* const* pairs) : pairs_(pairs) {}
+  /// The value of `name`, or null when the element has no such attribute.
+  const char* find(std::string_view name) const;
+  /// The value of `name`, or "" when the element has none.
+  const char* value(std::string_view name) const {
+    const char* found = find(name);
+    return found ? found : "";
+  }
+  /// The value of `name` with "-hex" behind it, or null.
+  const char* findHex(std::string_view name) const;
+
+ private:
+  const char* const* pairs_;
+};
+
+/// Appends `text` as the content of a double-quoted attribute: '&', '<' and
+/// '"' as entities, control characters as "&#NN;" with two digits.
+void appendEscaped(std::string& out, std::string_view text);
+/// Appends ` name="value"`, or, when the value is not XML-safe, its bytes as
+/// hex digits under `name` with "-hex" behind it (` name-hex="..."`), so that
+/// every string comes back byte for byte.
+void appendString(std::string& out, const char* name, std::string_view value);
+/// Reads what appendString wrote. False when neither or both forms are
+/// there, or the hex form is malformed.
+bool getString(const Attributes& attributes, const char* name, std::string& value);
 
 /// Shortest text that reads back to the same float ("0.25", "1e-45", "-inf",
 /// "nan").
@@ -79,11 +100,11 @@ bool parseI64(std::string_view text, std::int64_t& value);
 bool parseUnsigned(std::string_view text, unsigned& value);
 bool parseInt(std::string_view text, int& value);
 
-/// Writes the kind and the value of `value` as the attributes "type" and
+/// Appends the kind and the value of `value` as the attributes "type" and
 /// "value" ("value-hex" for text that is not XML-safe; none for the empty
 /// kind). False for a kind without a name.
-bool putVariant(pugi::xml_node node, const foundation::variant_t& value);
-/// Reads what putVariant wrote; integers must fit their kind.
-bool getVariant(const pugi::xml_node& node, foundation::variant_t& value);
+bool appendVariant(std::string& out, const foundation::variant_t& value);
+/// Reads what appendVariant wrote; integers must fit their kind.
+bool getVariant(const Attributes& attributes, foundation::variant_t& value);
 
 }  // namespace data_models2::report_xml

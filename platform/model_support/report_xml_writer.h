@@ -1,7 +1,9 @@
 #pragma once
 // Renders the findings on the rows of a result as the XML report.
 
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "platform/foundation/progress.h"
 #include "platform/model_support/report_tree.h"
@@ -14,9 +16,15 @@ namespace data_models2 {
 /// once and referred to by number, so that reading the report restores the
 /// sharing.
 ///
-/// Each row is read under its own lock; the records themselves tolerate
+/// Each row is read once, under its own lock; the records themselves tolerate
 /// readers on other threads. Null entries in a row's lists are skipped: they
 /// carry nothing to restore. Rows without findings are left out.
+///
+/// The document is never held whole. One walk over the rows numbers the
+/// records and writes the recommendations as it meets them; what the later
+/// sections need of the rows (the numbers of their records) is kept as flat
+/// lists of numbers, so the records are read again from their owners rather
+/// than from a copy.
 ///
 /// An issue lifted from loop 2 to function 1 (abridged):
 ///
@@ -44,12 +52,21 @@ namespace data_models2 {
 ///   </issues_report>
 class ReportXmlWriter {
  public:
+  /// Receives the document piece by piece, in order, in pieces of up to a
+  /// few hundred kilobytes.
+  using sink_t = std::function<void(std::string_view)>;
+
   explicit ReportXmlWriter(const ReportTree& tree) : tree_(tree) {}
 
-  /// Fills `text` with the document. Reports one step per row to `progress`
+  /// Hands the document to `sink`. Reports one step per row to `progress`
   /// (may be null) and gives up, false, when it is cancelled; false as well
   /// for a parameter bag that the reader would refuse (nested deeper than the
-  /// format allows, or a value of a kind without a name).
+  /// format allows, or a value of a kind without a name). What reached the
+  /// sink before a failure is a part of a document only.
+  bool write(foundation::IProgress* progress, const sink_t& sink) const;
+
+  /// The document as one text, as write gives it; `text` is left as it was
+  /// when write fails.
   bool render(foundation::IProgress* progress, std::string& text) const;
 
  private:

@@ -1,9 +1,10 @@
 #include "tools/nimbex-cl/run.h"
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <sstream>
@@ -114,6 +115,62 @@ bool collectFindings(const host_data::ResultModels& models, foundation::IProgres
   return true;
 }
 
+// Puts the stored report at `path` as well, piece by piece: the report of a
+// large result is not held in memory.
+bool copyStoredReport(const std::string& stored, const std::string& path, std::ostream& err) {
+  if (path == stored) return true;
+  auto copy = [&stored](const data_models2::ReportFile::append_t& append) {
+    return data_models2::ReportFile::readPieces(stored, [&append](std::string_view piece) {
+      append(piece);
+      return true;
+    });
+  };
+  if (data_models2::ReportFile::replace(path, copy)) return true;
+  err << "nimbex-cl: " << path << ": could not write the report\n";
+  return false;
+}
+
+// A stored report that the session calls current (or of a frozen result)
+// and that fits the rows is the whole answer to -format=xml; telling that
+// takes only the shape of the tree, not a load of every row's data, the
+// engine, or a read of the findings. True when it answered, with the exit
+// code in `code`; false leaves the run to the ordinary way.
+bool answerFromStoredReport(const Options& options, const std::string& resultDir, std::ostream& err, int& code) {
+  const std::string stored = (fs::path(resultDir) / kReportFileName).string();
+  bool current = false;
+  if (sptr_t<configuration::ISessionStorage> storage = configuration::ISessionStorage::create(resultDir)) {
+    const variant_t flag = storage->get(data_models2::RecommendationsEngine::cache_actual_key, variant_t(0));
+    current = (flag.is_integer() || flag.is_bool()) && flag.raw_bits() != 0;
+  }
+  boost::system::error_code ec;
+  if (!fs::exists(stored, ec)) return false;
+  // A result that does not load is for the ordinary way to report.
+  const host_data::LoadResult shape = host_data::loadResultDirectory(resultDir, host_data::LoadDetail::Shape);
+  if (!shape || !shape.models().surveyModel) return false;
+  if (!current && !shape.models().resultController->isResultFrozen()) return false;
+  sptr_t<IDataset> bottomUp = shape.models().surveyModel->getDataset(BottomUp);
+  if (!bottomUp) return false;
+  data_models2::IssuesDumper<data_models2::DefaultDumpPolicy> dumper(bottomUp, nullptr);
+  dumper.setFilename(stored);
+  if (!dumper.reportFitsRows()) return false;
+
+  if (options.verbose) err << "nimbex-cl: findings read from issues.xml\n";
+  const std::string path = options.reportOutput.empty() ? stored : options.reportOutput;
+  std::string refusal;
+  if (!data_models2::ReportFile::mayReplace(path, refusal)) {
+    err << "nimbex-cl: " << path << ": " << refusal << "; left as it is, the report is not written\n";
+    code = ExitFailure;
+    return true;
+  }
+  if (!copyStoredReport(stored, path, err)) {
+    code = ExitFailure;
+    return true;
+  }
+  if (options.verbose) err << "nimbex-cl: " << path << " holds the findings\n";
+  code = ExitOk;
+  return true;
+}
+
 // What the files a run may write looked like, to tell an interrupted user
 // exactly what changed.
 class WrittenFiles {
@@ -132,21 +189,16 @@ class WrittenFiles {
 
  private:
   static constexpr const char* kNames[] = {kReportFileName, "summary.json", "session.json"};
+  // Files are replaced through a new file renamed over the old one, so a
+  // change shows as another inode or change time, to the nanosecond; the
+  // content is not read (reports of large results run to gigabytes).
   std::string stamp(const char* name) const {
-    boost::system::error_code ec;
-    const fs::path path = fs::path(dir_) / name;
-    if (!fs::exists(path, ec)) return "-";
+    struct stat info;
+    if (::stat((fs::path(dir_) / name).c_str(), &info) != 0) return "-";
     std::ostringstream text;
-    text << fs::file_size(path, ec) << "/" << fs::last_write_time(path, ec) << "/" << slurpHash(path);
+    text << info.st_size << "/" << info.st_ino << "/" << info.st_mtim.tv_sec << "." << info.st_mtim.tv_nsec << "/"
+         << info.st_ctim.tv_sec << "." << info.st_ctim.tv_nsec;
     return text.str();
-  }
-  // Writes within one second of each other share a time stamp; the content
-  // tells them apart.
-  static std::size_t slurpHash(const fs::path& path) {
-    std::ifstream in(path.string(), std::ios::binary);
-    std::ostringstream content;
-    content << in.rdbuf();
-    return std::hash<std::string>()(content.str());
   }
   std::string dir_;
   std::vector<std::string> before_;
@@ -160,6 +212,10 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
   if (!fs::is_directory(resultDir, ec)) {
     err << "nimbex-cl: " << resultDir << ": no such result directory; check -project-dir and --exp-dir\n";
     return ExitBadResult;
+  }
+  if (options.format == ReportFormat::Xml && !options.rescan) {
+    int code = ExitOk;
+    if (answerFromStoredReport(options, resultDir, err, code)) return code;
   }
   host_data::LoadResult loaded = host_data::loadResultDirectory(resultDir);
   if (!loaded) {
@@ -230,14 +286,7 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
     // The task has read or written the result's report already: it is not
     // built a second time, only copied when asked for elsewhere.
     if (engine && engine->lastReportMatchesRows()) {
-      if (path != stored) {
-        std::string text;
-        std::string error;
-        if (!data_models2::ReportFile::read(stored, text) || !foundation::write_file_atomically(path, text, error)) {
-          err << "nimbex-cl: " << path << ": could not write the report" << (error.empty() ? "" : ": " + error) << "\n";
-          return ExitFailure;
-        }
-      }
+      if (!copyStoredReport(stored, path, err)) return ExitFailure;
       if (options.verbose) err << "nimbex-cl: " << path << " holds the findings\n";
       return ExitOk;
     }

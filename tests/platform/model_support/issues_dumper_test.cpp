@@ -541,8 +541,95 @@ INSTANTIATE_TEST_SUITE_P(
                      const std::size_t begin = t.find("<traits>");
                      t.erase(begin, t.find("</traits>") + 9 - begin);
                    }},
-        Corruption{"ParametersTooDeep", swap("</parameters>", nested(80) + "</parameters>")}),
+        Corruption{"ParametersTooDeep", swap("</parameters>", nested(80) + "</parameters>")},
+        Corruption{"DocumentType", swap("<issues_report ", "<!DOCTYPE r [<!ENTITY e \"x\">]><issues_report ")},
+        Corruption{"DanglingRefBeforeItsSection",
+                   [](std::string& t) {
+                     // Rows first: their references are resolved only at the end.
+                     const std::size_t begin = t.find("  <rows>");
+                     const std::size_t end = t.find("</rows>\n") + 8;
+                     std::string rows = t.substr(begin, end - begin);
+                     t.erase(begin, end - begin);
+                     replaceFirst(rows, R"(<trait ref="1" />)", R"(<trait ref="9" />)");
+                     t.insert(t.find("  <recommendations>"), rows);
+                   }}),
     [](const ::testing::TestParamInfo<Corruption>& info) { return std::string(info.param.name); });
+
+struct Rewrite {
+  const char* name;
+  std::function<void(std::string&)> apply;
+  friend void PrintTo(const Rewrite& c, std::ostream* out) { *out << c.name; }
+};
+
+/// Move the section that starts with `<name>` to the end of the root.
+std::function<void(std::string&)> sectionToEnd(std::string name) {
+  return [name](std::string& text) {
+    const std::size_t begin = text.find("  <" + name + ">");
+    const std::string close = "  </" + name + ">\n";
+    const std::size_t end = text.find(close) + close.size();
+    const std::string section = text.substr(begin, end - begin);
+    text.erase(begin, end - begin);
+    text.insert(text.rfind("</issues_report>"), section);
+  };
+}
+
+class AcceptedReportTest : public IssuesDumperTest, public ::testing::WithParamInterface<Rewrite> {};
+
+// Files the writer would not write but the format allows give the rows the
+// same findings.
+TEST_P(AcceptedReportTest, GivesTheSameFindings) {
+  auto dataset = dumpedTree();
+  std::string text = readFile(report());
+  GetParam().apply(text);
+  writeFile(report(), text);
+  const auto before = snapshot(*dataset);
+  clearAll(*dataset);
+  ASSERT_TRUE(dumper(dataset).assignIssuesReport());
+  expectSameFindings(before, *dataset);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rewrites, AcceptedReportTest,
+    ::testing::Values(Rewrite{"RecommendationsLast", sectionToEnd("recommendations")},
+                      Rewrite{"IssuesAndTraitsAfterRows",
+                              [](std::string& t) {
+                                sectionToEnd("issues")(t);
+                                sectionToEnd("traits")(t);
+                              }},
+                      Rewrite{"CommentsAndNoLayout",
+                              [](std::string& t) {
+                                replaceFirst(t, "<rows>\n", "<rows><!-- rows -->");
+                                replaceFirst(t, "\n  <traits>", "<traits>");
+                              }}),
+    [](const ::testing::TestParamInfo<Rewrite>& info) { return std::string(info.param.name); });
+
+struct HeadCase {
+  const char* name;
+  std::function<void(std::string&)> apply;
+  bool fits;
+  friend void PrintTo(const HeadCase& c, std::ostream* out) { *out << c.name; }
+};
+
+class ReportFitsTest : public IssuesDumperTest, public ::testing::WithParamInterface<HeadCase> {};
+
+TEST_P(ReportFitsTest, LooksAtTheRootAndTheEndOnly) {
+  auto dataset = dumpedTree();
+  std::string text = readFile(report());
+  GetParam().apply(text);
+  writeFile(report(), text);
+  EXPECT_EQ(dumper(dataset).reportFitsRows(), GetParam().fits);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Heads, ReportFitsTest,
+    ::testing::Values(HeadCase{"AsWritten", [](std::string&) {}, true},
+                      // What lies between is not read: that is what makes it cheap.
+                      HeadCase{"DamagedInside", swap("<rows>", "<rows>loose text"), true},
+                      HeadCase{"CutShort", [](std::string& t) { t.resize(t.size() - 20); }, false},
+                      HeadCase{"OtherRowCount", swap(R"(rows="5")", R"(rows="6")"), false},
+                      HeadCase{"OtherVersion", swap(R"(report version="1")", R"(report version="2")"), false},
+                      HeadCase{"Empty", [](std::string& t) { t.clear(); }, false}),
+    [](const ::testing::TestParamInfo<HeadCase>& info) { return std::string(info.param.name); });
 
 TEST_F(IssuesDumperTest, RefusesReportOfAnotherResult) {
   // Same ids, but row 4 hangs under row 3: the findings would land on rows
