@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
+#include <string_view>
 #include <vector>
 
 #include "tools/nimbex-cl/text_report.h"
@@ -208,20 +208,25 @@ struct LogAxis {
 }  // namespace
 
 void appendHtmlEscaped(std::string& out, const std::string& text) {
-  for (char c : text) {
-    switch (c) {
+  std::size_t from = 0;
+  while (from < text.size()) {
+    const std::size_t special = text.find_first_of("&<>\"'", from);
+    out.append(text, from, special == std::string::npos ? std::string::npos : special - from);
+    if (special == std::string::npos) break;
+    switch (text[special]) {
       case '&': out += "&amp;"; break;
       case '<': out += "&lt;"; break;
       case '>': out += "&gt;"; break;
       case '"': out += "&quot;"; break;
-      case '\'': out += "&#39;"; break;
-      default: out += c;
+      default: out += "&#39;"; break;
     }
+    from = special + 1;
   }
 }
 
 std::string htmlTextBlocks(const std::string& text) {
   std::string out;
+  out.reserve(text.size() + 32);
   std::string paragraph;
   std::string code;
   auto flush = [&] {
@@ -238,16 +243,23 @@ std::string htmlTextBlocks(const std::string& text) {
       code.clear();
     }
   };
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    if (line.rfind("  ", 0) == 0) {
+  const std::string_view all(text);
+  std::size_t start = 0;
+  while (start < all.size()) {
+    std::size_t end = all.find('\n', start);
+    if (end == std::string_view::npos) end = all.size();
+    const std::string_view line = all.substr(start, end - start);
+    start = end + 1;
+    if (line.substr(0, 2) == "  ") {
       if (!paragraph.empty()) flush();
-      code += (code.empty() ? "" : "\n") + line.substr(2);
-    } else if (line.find_first_not_of(" \t\r") == std::string::npos) {
+      if (!code.empty()) code += '\n';
+      code.append(line.substr(2));
+    } else if (line.find_first_not_of(" \t\r") == std::string_view::npos) {
       flush();
     } else {
       if (!code.empty()) flush();
-      paragraph += (paragraph.empty() ? "" : " ") + line;
+      if (!paragraph.empty()) paragraph += ' ';
+      paragraph.append(line);
     }
   }
   flush();

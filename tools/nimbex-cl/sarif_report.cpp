@@ -89,10 +89,9 @@ std::uint64_t fnv1a(const std::string& text) {
 // Names the loop by what survives a rebuild: no addresses, no row ids, no
 // directories (a CI checkout lands elsewhere each time).
 std::string fingerprintKey(const LoopFindings& loop, const std::string& issueId) {
-  std::ostringstream key;
-  key << loop.module << '\x1f' << loop.linkName << '\x1f' << leafName(loop.sourceFile) << '\x1f' << loop.line << '\x1f'
-      << issueId;
-  return key.str();
+  const char separator = '\x1f';
+  return loop.module + separator + loop.linkName + separator + leafName(loop.sourceFile) + separator +
+         std::to_string(loop.line) + separator + issueId;
 }
 
 std::string hex(std::uint64_t value) {

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <map>
 #include <set>
-#include <sstream>
+#include <string_view>
 #include <vector>
 
 namespace nimbex_cl {
@@ -31,28 +31,47 @@ std::string confidenceName(int confidence) {
 }
 
 std::string wrapText(const std::string& text, std::size_t indent, std::size_t width) {
-  const std::string pad(indent, ' ');
   const std::size_t room = width > indent + 20 ? width - indent : 20;
   std::string out;
-  std::istringstream lines(text);
-  std::string line;
-  while (std::getline(lines, line)) {
+  out.reserve(text.size() + text.size() / 8 * (indent + 1) + indent + 1);
+  // Scanned by hand rather than through streams: reports of large results
+  // wrap millions of lines.
+  auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; };
+  const std::string_view all(text);
+  std::size_t start = 0;
+  while (start < all.size()) {
+    std::size_t end = all.find('\n', start);
+    if (end == std::string_view::npos) end = all.size();
+    const std::string_view line = all.substr(start, end - start);
+    start = end + 1;
     // Catalogue texts mark code with two leading blanks: it keeps its lines.
-    if (line.rfind("  ", 0) == 0) {
-      out += pad + line + "\n";
+    if (line.substr(0, 2) == "  ") {
+      out.append(indent, ' ').append(line).push_back('\n');
       continue;
     }
-    std::istringstream words(line);
-    std::string word;
-    std::string current;
-    while (words >> word) {
-      if (!current.empty() && current.size() + 1 + word.size() > room) {
-        out += pad + current + "\n";
-        current.clear();
+    std::size_t used = 0;  // characters on the current output line, pad excluded
+    std::size_t at = 0;
+    while (at < line.size()) {
+      while (at < line.size() && isSpace(line[at])) ++at;
+      if (at == line.size()) break;
+      std::size_t wordEnd = at;
+      while (wordEnd < line.size() && !isSpace(line[wordEnd])) ++wordEnd;
+      const std::string_view word = line.substr(at, wordEnd - at);
+      at = wordEnd;
+      if (used != 0 && used + 1 + word.size() > room) {
+        out.push_back('\n');
+        used = 0;
       }
-      current += current.empty() ? word : " " + word;
+      if (used == 0) {
+        out.append(indent, ' ');
+      } else {
+        out.push_back(' ');
+        ++used;
+      }
+      out.append(word);
+      used += word.size();
     }
-    out += current.empty() ? "\n" : pad + current + "\n";
+    out.push_back('\n');
   }
   return out;
 }

@@ -125,6 +125,7 @@ async function testHtml() {
     await page.locator('#loops th button', { hasText: 'Self time' }).click();
     await page.evaluate(() => window.scrollTo(0, 0));
     await page.screenshot({ path: path.join(workDir, 'report.png'), fullPage: false });
+    console.log('screenshot: ' + path.join(workDir, 'report.png'));
     check(errors.length === 0, 'console errors after interaction: ' + errors.join(' | '));
     await context.close();
 
