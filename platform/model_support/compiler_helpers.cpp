@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <regex>
+#include <string_view>
 #include <unordered_map>
 
 #include "platform/portability/assert.h"
@@ -46,7 +47,21 @@ CompilerVersion parseVersion(std::string_view text) {
 
 namespace {
 
-using CompiledPatterns = std::vector<std::regex>;
+// Rows of one result share a handful of compiler command lines, and the
+// same list is asked about each of them row after row: the answers are kept
+// with the list, up to a bound, so that a result with a command line per row
+// does not grow the memo without end.
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+};
+
+struct CompiledPatterns {
+  static constexpr std::size_t kMaxAnswers = 4096;
+  std::vector<std::regex> patterns;
+  mutable std::mutex mutex;
+  mutable std::unordered_map<std::string, bool, TextHash, std::equal_to<>> answers;
+};
 
 // Detectors ask the same few pattern lists for every row of a result;
 // compiling a std::regex costs far more than matching one, so each list is
@@ -70,7 +85,7 @@ std::shared_ptr<const CompiledPatterns> compiledPatterns(const std::vector<std::
   if (ignoreCase) flags |= std::regex::icase;
   for (const std::string& pattern : patterns) {
     try {
-      compiled->emplace_back(pattern, flags);
+      compiled->patterns.emplace_back(pattern, flags);
     } catch (const std::regex_error&) {
       // The patterns are the detectors' own constants, so a bad one is a
       // programming error; it matches nothing rather than ending the scan.
@@ -164,12 +179,24 @@ std::vector<std::string> splitCompilerOptions(std::string_view flags) {
 bool hasAnyOfCompilerFlags(std::string_view flags, const std::vector<std::string>& patterns, bool ignoreCase) {
   if (flags.empty() || patterns.empty()) return false;
   const std::shared_ptr<const CompiledPatterns> compiled = compiledPatterns(patterns, ignoreCase);
-  for (const std::string& option : splitCompilerOptions(flags)) {
-    for (const std::regex& pattern : *compiled) {
-      if (std::regex_search(option, pattern)) return true;
-    }
+  {
+    std::lock_guard<std::mutex> lock(compiled->mutex);
+    auto known = compiled->answers.find(flags);
+    if (known != compiled->answers.end()) return known->second;
   }
-  return false;
+  bool found = false;
+  for (const std::string& option : splitCompilerOptions(flags)) {
+    for (const std::regex& pattern : compiled->patterns) {
+      if (std::regex_search(option, pattern)) {
+        found = true;
+        break;
+      }
+    }
+    if (found) break;
+  }
+  std::lock_guard<std::mutex> lock(compiled->mutex);
+  if (compiled->answers.size() < CompiledPatterns::kMaxAnswers) compiled->answers.emplace(std::string(flags), found);
+  return found;
 }
 
 bool getCompilerNonVectorizationMessage(int number, std::string& message) {

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cstdint>
 #include <iterator>
-#include <unordered_map>
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -139,6 +139,47 @@ bool writeBag(Output& out, const variant_bag_t& bag, unsigned depth) {
   return true;
 }
 
+/// Numbers of records by address. A report of a large result numbers
+/// millions of records; open addressing over one flat array costs no
+/// allocation per record, unlike a node-based map.
+class AddressNumbers {
+ public:
+  /// The number that `address` has, or, for an address met first, `fresh`,
+  /// which it has from now on.
+  unsigned findOrAdd(const void* address, unsigned fresh) {
+    if (2 * (used_ + 1) > slots_.size()) grow();
+    std::size_t at = slotOf(address);
+    while (slots_[at].first) {
+      if (slots_[at].first == address) return slots_[at].second;
+      at = (at + 1) & (slots_.size() - 1);
+    }
+    slots_[at] = {address, fresh};
+    ++used_;
+    return fresh;
+  }
+
+ private:
+  std::size_t slotOf(const void* address) const {
+    // Records are aligned, so the low bits say nothing; the multiplication
+    // spreads the rest over the table.
+    const auto bits = reinterpret_cast<std::uintptr_t>(address) >> 4;
+    return static_cast<std::size_t>((bits * 0x9e3779b97f4a7c15ull) >> 20) & (slots_.size() - 1);
+  }
+  void grow() {
+    std::vector<std::pair<const void*, unsigned>> old(std::max<std::size_t>(64, slots_.size() * 2));
+    old.swap(slots_);
+    for (const auto& slot : old) {
+      if (!slot.first) continue;
+      std::size_t at = slotOf(slot.first);
+      while (slots_[at].first) at = (at + 1) & (slots_.size() - 1);
+      slots_[at] = slot;
+    }
+  }
+
+  std::vector<std::pair<const void*, unsigned>> slots_;
+  std::size_t used_ = 0;
+};
+
 /// Writes one document. The first walk over the rows numbers the records
 /// from 1 in the order in which the rows (parents first) first reach them,
 /// and writes each recommendation when it gets its number, since that
@@ -191,11 +232,13 @@ class DocumentWriter {
   // Numbers are handed out by counting; the map only tells a record met
   // before from a new one.
   template <class Record>
-  static std::pair<unsigned, bool> numberOf(std::unordered_map<const void*, unsigned>& numbers,
-                                            std::vector<sptr_t<Record>>& records, const sptr_t<Record>& record) {
-    auto [slot, fresh] = numbers.try_emplace(record.get(), static_cast<unsigned>(records.size() + 1));
+  static std::pair<unsigned, bool> numberOf(AddressNumbers& numbers, std::vector<sptr_t<Record>>& records,
+                                            const sptr_t<Record>& record) {
+    const auto next = static_cast<unsigned>(records.size() + 1);
+    const unsigned number = numbers.findOrAdd(record.get(), next);
+    const bool fresh = number == next;
     if (fresh) records.push_back(record);
-    return {slot->second, fresh};
+    return {number, fresh};
   }
 
   bool numberRow(const ReportTree::entry_t& entry, Section& recommendations) {
@@ -357,9 +400,9 @@ class DocumentWriter {
   std::vector<sptr_t<IIssueEx>> issues_;
   std::vector<sptr_t<IRecommendation>> recommendations_;
   std::vector<sptr_t<ITrait>> traits_;
-  std::unordered_map<const void*, unsigned> issueNumbers_;
-  std::unordered_map<const void*, unsigned> recommendationNumbers_;
-  std::unordered_map<const void*, unsigned> traitNumbers_;
+  AddressNumbers issueNumbers_;
+  AddressNumbers recommendationNumbers_;
+  AddressNumbers traitNumbers_;
   // For issue number i + 1 the numbers of its recommendations, and for each
   // row with findings the numbers of its issues and traits.
   std::vector<span_t> issueRecommendations_;

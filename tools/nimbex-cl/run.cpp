@@ -206,7 +206,8 @@ class WrittenFiles {
 
 }  // namespace
 
-int runTool(const Options& options, std::ostream& out, std::ostream& err, const std::atomic<bool>* interrupted) {
+int runTool(const Options& options, std::ostream& out, std::ostream& err, const std::atomic<bool>* interrupted,
+            std::shared_ptr<void>* keep) {
   const std::string resultDir = options.resultDir();
   boost::system::error_code ec;
   if (!fs::is_directory(resultDir, ec)) {
@@ -241,6 +242,16 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
   ProgressBar progress(stderr, !options.noProgress && ProgressBar::isTerminal(stderr));
   sptr_t<IRecommendationsModel> model;
   bool started = false;
+  // Declared before the closer below, so the session is settled first.
+  struct Handover {
+    std::shared_ptr<void>* keep;
+    host_data::LoadResult& loaded;
+    sptr_t<IRecommendationsModel>& model;
+    ~Handover() {
+      if (keep) *keep = std::make_shared<std::pair<host_data::LoadResult, sptr_t<IRecommendationsModel>>>(
+          std::move(loaded), std::move(model));
+    }
+  } handover{keep, loaded, model};
   const bool completed = collectFindings(models, progress, interrupted, model, started);
   progress.finish();
   if (!completed) {
