@@ -266,6 +266,20 @@ std::string htmlTextBlocks(const std::string& text) {
   return out;
 }
 
+HtmlReport::HtmlReport(const ReportData& data, Settings settings) : data_(data), settings_(settings) {
+  std::size_t shown = 0;
+  for (const LoopFindings& loop : data_.loops) {
+    if (!loop.hasFindings()) continue;
+    if (shown++ == settings_.maxFindings) break;
+    lastShown_ = &loop;
+  }
+}
+
+bool HtmlReport::showsFindings(const LoopFindings& loop) const {
+  // Loops are hottest first, so the shown ones are those up to the last.
+  return loop.hasFindings() && lastShown_ && &loop <= lastShown_;
+}
+
 std::string HtmlReport::render() const {
   std::string out;
   out.reserve(16384 + data_.loops.size() * 3000);
@@ -427,7 +441,7 @@ void HtmlReport::renderChart(std::string& out) const {
     const double share = data_.share(*loop);
     const double radius = 4.0 + 14.0 * std::sqrt(share);
     const std::string id = std::to_string(loop->rowId);
-    out += "<a href=\"#" + std::string(loop->hasFindings() ? "loop-" : "row-") + id + "\"><circle class=\"dot zone-" +
+    out += "<a href=\"#" + std::string(showsFindings(*loop) ? "loop-" : "row-") + id + "\"><circle class=\"dot zone-" +
            zoneToken(loop->zone) + "\" data-loop=\"" + id + "\" cx=\"" + num(x.at(clampX(loop->intensity))) +
            "\" cy=\"" + num(y.at(clampY(loop->performance))) + "\" r=\"" + num(radius) + "\"><title>";
     appendHtmlEscaped(out, loop->name());
@@ -469,9 +483,10 @@ void HtmlReport::renderTable(std::string& out) const {
   for (const LoopFindings& loop : data_.loops) {
     const std::string id = std::to_string(loop.rowId);
     out += "<tr id=\"row-" + id + "\"><td class=\"num\">" + std::to_string(++number) + "</td><td>";
-    if (loop.hasFindings()) out += "<a href=\"#loop-" + id + "\">";
+    const bool linked = showsFindings(loop);
+    if (linked) out += "<a href=\"#loop-" + id + "\">";
     appendHtmlEscaped(out, loop.function.empty() ? std::string("an unknown function") : loop.function);
-    if (loop.hasFindings()) out += "</a>";
+    if (linked) out += "</a>";
     out += "</td><td title=\"";
     appendHtmlEscaped(out, loop.sourceFile);
     out += "\">";
@@ -498,7 +513,7 @@ void HtmlReport::renderFindings(std::string& out) const {
   std::size_t shown = 0;
   for (const LoopFindings& loop : data_.loops) {
     ++number;
-    if (!loop.hasFindings()) continue;
+    if (!showsFindings(loop)) continue;
     const std::string id = std::to_string(loop.rowId);
     out += "<details class=\"loop\" id=\"loop-" + id + "\"" + (shown++ < settings_.openFindings ? " open" : "") +
            "><summary>" + std::to_string(number) + ". ";
@@ -548,6 +563,11 @@ void HtmlReport::renderFindings(std::string& out) const {
     out += "</details>\n";
   }
   if (shown == 0) out += "<p class=\"muted\">No loop has findings.</p>\n";
+  const std::size_t withFindings = data_.loopsWithFindings();
+  if (shown < withFindings) {
+    out += "<p class=\"muted\" id=\"findings-cut\">The findings of the " + std::to_string(shown) + " hottest of the " +
+           std::to_string(withFindings) + " loops with findings; the text and SARIF reports have them all.</p>\n";
+  }
   out += "</section>\n";
 }
 

@@ -29,12 +29,16 @@ class HtmlReport {
     /// A chart of more dots than this shows the hottest; a browser draws a
     /// few thousand SVG circles without trouble, not a hundred thousand.
     std::size_t maxChartPoints = 5000;
+    /// The findings of this many hottest loops are written out; a page of
+    /// a hundred thousand would be gigabytes that no browser opens. The
+    /// table still lists every loop.
+    std::size_t maxFindings = 5000;
     /// The findings of this many hottest loops start unfolded.
     std::size_t openFindings = 5;
   };
 
   /// `data` must outlive the report.
-  HtmlReport(const ReportData& data, Settings settings) : data_(data), settings_(settings) {}
+  HtmlReport(const ReportData& data, Settings settings);
 
   /// The whole page, UTF-8.
   std::string render() const;
@@ -44,9 +48,13 @@ class HtmlReport {
   void renderChart(std::string& out) const;
   void renderTable(std::string& out) const;
   void renderFindings(std::string& out) const;
+  /// The loop's findings are on the page.
+  bool showsFindings(const LoopFindings& loop) const;
 
   const ReportData& data_;
   Settings settings_;
+  /// The coolest loop whose findings are on the page; null when none are.
+  const LoopFindings* lastShown_ = nullptr;
 };
 
 /// Appends `text` with the characters that HTML gives a meaning escaped.

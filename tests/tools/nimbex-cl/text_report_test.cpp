@@ -78,5 +78,57 @@ TEST(HtmlTextBlocks, EscapesAndKeepsCodeLines) {
   for (const Case& c : cases) EXPECT_EQ(htmlTextBlocks(c.text), c.expected) << c.text;
 }
 
+std::size_t occurrences(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
+// A page of a very large result keeps every table row but only the hottest
+// findings and chart dots; what it leaves out is said, and nothing links to
+// findings that are not on the page.
+TEST(HtmlReport, LargeResultsKeepTheTableAndCutFindingsAndDots) {
+  ReportData data;
+  data.programTime = 10.0;
+  data.roofs = {{"DRAM Bandwidth", 2.56e10, true}, {"Peak", 7.68e10, false}};
+  for (std::uint64_t id = 1; id <= 4; ++id) {
+    LoopFindings loop;
+    loop.rowId = id;
+    loop.function = "f" + std::to_string(id);
+    loop.selfTime = 5.0 - static_cast<double>(id);
+    loop.hasPosition = true;
+    loop.intensity = 0.5;
+    loop.performance = 1e9;
+    loop.issues.push_back({"some_issue", "Some issue", "", {}});
+    data.loops.push_back(loop);
+  }
+  struct Case {
+    std::size_t maxFindings, maxDots;
+    std::size_t findings, dots;
+    bool cut;
+  };
+  const Case cases[] = {{10, 10, 4, 4, false}, {2, 3, 2, 3, true}, {0, 0, 0, 0, true}};
+  for (const Case& c : cases) {
+    HtmlReport::Settings settings;
+    settings.maxFindings = c.maxFindings;
+    settings.maxChartPoints = c.maxDots;
+    const std::string page = HtmlReport(data, settings).render();
+    SCOPED_TRACE(c.maxFindings);
+    EXPECT_EQ(occurrences(page, "<tr id=\"row-"), 4u);
+    EXPECT_EQ(occurrences(page, "<details class=\"loop\""), c.findings);
+    EXPECT_EQ(occurrences(page, "<circle class=\"dot"), c.dots);
+    EXPECT_EQ(page.find("id=\"findings-cut\"") != std::string::npos, c.cut);
+    for (std::uint64_t id = 1; id <= 4; ++id) {
+      const bool shown = id <= c.findings;
+      const std::string anchor = "id=\"loop-" + std::to_string(id) + "\"";
+      const std::string link = "href=\"#loop-" + std::to_string(id) + "\"";
+      EXPECT_EQ(page.find(anchor) != std::string::npos, shown) << id;
+      if (!shown) {
+        EXPECT_EQ(page.find(link), std::string::npos) << id;
+      }
+    }
+  }
+}
+
 }  // namespace
 }  // namespace nimbex_cl
