@@ -11,6 +11,7 @@
 #include "data_abstractions2/field_id.h"
 #include "data_abstractions2/i_loop_manager.h"
 #include "data_abstractions2/i_surveying_view_model.h"
+#include "discmodels2/recommendations_model/data/field_retriever.h"
 #include "platform/model_support/compiler_helpers.h"
 #include "platform/system_info/system_info.h"
 
@@ -102,7 +103,7 @@ struct CommonData {
   data_abstractions2::InstructionMix instructionMix;         ///< static mix
   data_abstractions2::InstructionMix instructionMixDynamic;  ///< dynamic mix
   std::set<std::string> userFunctionNames;
-  mutable std::map<data_abstractions2::FieldId, bool> fieldPresence;
+  mutable FieldPresence fieldPresence;
   std::vector<data_abstractions2::NTSCandidatesEvictionsInfo> ntsCandidates;
   int dependencyPresence = 0;
   std::set<GlibcVer> glibcVersions;

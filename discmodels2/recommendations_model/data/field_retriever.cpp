@@ -53,7 +53,7 @@ bool readValue(const sptr_t<IDataset>& dataset, const row_t& row, FieldId id, va
 
 }  // namespace
 
-FieldRetriever::FieldRetriever(row_t row, sptr_t<IDataset> dataset, std::map<FieldId, bool>* fieldPresence)
+FieldRetriever::FieldRetriever(row_t row, sptr_t<IDataset> dataset, FieldPresence* fieldPresence)
     : row(std::move(row)), dataset(std::move(dataset)), fieldPresence(fieldPresence) {}
 
 template <class T>

@@ -1,12 +1,51 @@
 #pragma once
 // Typed reads of row fields.
 
-#include <map>
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
 
 #include "data_abstractions2/field_id.h"
 #include "data_abstractions2/i_dataset.h"
 
 namespace data_models2 {
+
+/// Which fields a fill found on its row, read like a map from field to
+/// bool: `presence[id]` is false for a field never asked about (and
+/// remembers it as asked), `count` and `at` answer for asked fields only.
+/// A record per row lives through a scan, so this is a sorted array of a few
+/// dozen entries rather than a tree node per field.
+class FieldPresence {
+ public:
+  /// The entry of `id`, made false when there was none. The reference holds
+  /// until the next entry is made.
+  bool& operator[](data_abstractions2::FieldId id) {
+    auto it = lowerBound(id);
+    if (it == entries_.end() || it->first != id) it = entries_.emplace(it, id, false);
+    return it->second;
+  }
+  std::size_t count(data_abstractions2::FieldId id) const {
+    auto it = lowerBound(id);
+    return it != entries_.end() && it->first == id ? 1 : 0;
+  }
+  /// Precondition: count(id) == 1.
+  bool at(data_abstractions2::FieldId id) const { return lowerBound(id)->second; }
+  std::size_t size() const { return entries_.size(); }
+
+ private:
+  using entry_t = std::pair<data_abstractions2::FieldId, bool>;
+  std::vector<entry_t>::iterator lowerBound(data_abstractions2::FieldId id) {
+    return std::lower_bound(entries_.begin(), entries_.end(), id,
+                            [](const entry_t& entry, data_abstractions2::FieldId key) { return entry.first < key; });
+  }
+  std::vector<entry_t>::const_iterator lowerBound(data_abstractions2::FieldId id) const {
+    return std::lower_bound(entries_.begin(), entries_.end(), id,
+                            [](const entry_t& entry, data_abstractions2::FieldId key) { return entry.first < key; });
+  }
+
+  std::vector<entry_t> entries_;
+};
 
 /// Reads fields of one row into typed members and records in a presence map
 /// whether each read succeeded.
@@ -26,7 +65,7 @@ namespace data_models2 {
 class FieldRetriever {
  public:
   FieldRetriever(data_abstractions2::row_t row, data_abstractions2::sptr_t<data_abstractions2::IDataset> dataset,
-                 std::map<data_abstractions2::FieldId, bool>* fieldPresence);
+                 FieldPresence* fieldPresence);
 
   /// Reads `id` into `out`; on failure `out` keeps its value. Either way
   /// `fieldPresence[id]` becomes whether the read succeeded, so a field read
@@ -38,7 +77,7 @@ class FieldRetriever {
  private:
   data_abstractions2::row_t row;
   data_abstractions2::sptr_t<data_abstractions2::IDataset> dataset;
-  std::map<data_abstractions2::FieldId, bool>* fieldPresence;
+  FieldPresence* fieldPresence;
 };
 
 /// Reads `id` of `row` from `dataset` with the conversion rules of

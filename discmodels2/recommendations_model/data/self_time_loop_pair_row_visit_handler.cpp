@@ -17,7 +17,7 @@ variant_bag_t SelfTimeLoopPairRowVisitHandler::handlePreVisit(row_t row, const v
   sptr_t<IMetadata> metadata = row->getMetadata();
   if (!metadata || !metadata->hasType(IMetadata::TypeLoop) || metadata->hasType(IMetadata::TypeMarked)) return {};
 
-  std::map<FieldId, bool> presence;
+  FieldPresence presence;
   double selfTime = 0.0;
   FieldRetriever(row, dataset, &presence)(SelfTime, selfTime);
   if (presence[SelfTime]) loops.emplace_back(selfTime, row);

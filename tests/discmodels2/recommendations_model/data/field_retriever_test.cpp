@@ -34,7 +34,7 @@ void expectReads(const std::vector<ReadCase<T>>& cases, const T& initial) {
     auto dataset = foundation::pool_allocate<FakeDataset>(BottomUp);
     auto row = makeRow(1);
     if (c.stored) dataset->set(row, SelfTime, *c.stored);
-    std::map<FieldId, bool> presence;
+    data_models2::FieldPresence presence;
     T out = initial;
     FieldRetriever(row, dataset, &presence)(SelfTime, out);
     EXPECT_EQ(out, c.expected);
@@ -91,7 +91,7 @@ TEST(FieldRetrieverTest, NullDatasetIsAbsentAndLastReadWins) {
   auto dataset = foundation::pool_allocate<FakeDataset>(BottomUp);
   auto row = makeRow(1);
   dataset->set(row, SelfTime, variant_t(1.0));
-  std::map<FieldId, bool> presence;
+  data_models2::FieldPresence presence;
   double out = 0.0;
 
   FieldRetriever(row, dataset, &presence)(SelfTime, out);
