@@ -999,7 +999,18 @@ void Importer::loopFields(Row& row, const SourceLoop& source) {
     std::string message = remark->reason;
     if (message.empty() && remark->vectorized) message = "loop vectorized";
     if (!message.empty()) fields.text("VectorizationMessage", message);
-    if (remark->diagnostic >= 0) fields.typed("VectorizationDiagnosticId", "i32", static_cast<unsigned>(remark->diagnostic));
+    int diagnostic = remark->diagnostic;
+    // No record says it, but the nesting does: an outer loop left scalar
+    // around a vectorized inner loop is the case our outer-loop number names,
+    // and the advice for it (vectorize the outer loop explicitly) fits better
+    // than a generic reason such as "multiple nested loops".
+    if (!remark->vectorized) {
+      for (int child : source.children) {
+        const int childRemark = sources_[child].remark;
+        if (childRemark >= 0 && remarks_.loops[childRemark].vectorized) diagnostic = kInnerLoopVectorizedDiagnostic;
+      }
+    }
+    if (diagnostic >= 0) fields.typed("VectorizationDiagnosticId", "i32", static_cast<unsigned>(diagnostic));
   }
   std::string bytes = bytesText(body.whole, *binary_);
   if (!bytes.empty()) {

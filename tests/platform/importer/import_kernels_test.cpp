@@ -205,6 +205,11 @@ TEST_P(ImportKernels, EverySourceLoopWithWhatTheCompilerSaid) {
   EXPECT_FALSE(outer.type & 16);
   EXPECT_EQ(outer.number.at("InnerLoopCount"), 1);
   EXPECT_TRUE(bottomUp_.rows.at(byLine[41]).type & 16);
+  // Left scalar around a vectorized inner loop: the outer-loop number, where
+  // the compiler wrote a record on the outer loop at all.
+  const bool outerNumbered = b.loops[5].reported && b.loops[6].vectorized;
+  EXPECT_EQ(outer.number.count("VectorizationDiagnosticId") ? outer.number.at("VectorizationDiagnosticId") : -1,
+            outerNumbered ? 15542 : -1);
 }
 
 TEST_P(ImportKernels, TimesLandInTheLoopsThatTookThem) {
