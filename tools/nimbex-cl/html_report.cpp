@@ -243,14 +243,8 @@ std::string htmlTextBlocks(const std::string& text) {
       code.clear();
     }
   };
-  const std::string_view all(text);
-  std::size_t start = 0;
-  while (start < all.size()) {
-    std::size_t end = all.find('\n', start);
-    if (end == std::string_view::npos) end = all.size();
-    const std::string_view line = all.substr(start, end - start);
-    start = end + 1;
-    if (line.substr(0, 2) == "  ") {
+  forEachLine(text, [&](std::string_view line) {
+    if (isCodeLine(line)) {
       if (!paragraph.empty()) flush();
       if (!code.empty()) code += '\n';
       code.append(line.substr(2));
@@ -261,7 +255,7 @@ std::string htmlTextBlocks(const std::string& text) {
       if (!paragraph.empty()) paragraph += ' ';
       paragraph.append(line);
     }
-  }
+  });
   flush();
   return out;
 }

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "data_abstractions2/i_dataset.h"
@@ -119,5 +120,22 @@ ReportData collectReportData(const ReportSources& sources);
 /// another one, or repeats an earlier one, is dropped. Each kept text's first
 /// non-empty line is its title.
 std::vector<TraitEntry> readableTraits(const std::vector<std::string>& texts);
+
+/// Calls f with each line of a catalogue text, without its line break; a
+/// final line break adds no empty line. Every writer lays texts out line by
+/// line, and reports of large results hold millions of them.
+template <class F>
+void forEachLine(std::string_view text, F&& f) {
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t end = text.find('\n', start);
+    if (end == std::string_view::npos) end = text.size();
+    f(text.substr(start, end - start));
+    start = end + 1;
+  }
+}
+
+/// Catalogue texts mark code with two leading blanks: it keeps its lines.
+inline bool isCodeLine(std::string_view line) { return line.substr(0, 2) == "  "; }
 
 }  // namespace nimbex_cl

@@ -37,17 +37,10 @@ std::string wrapText(const std::string& text, std::size_t indent, std::size_t wi
   // Scanned by hand rather than through streams: reports of large results
   // wrap millions of lines.
   auto isSpace = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\v' || c == '\f'; };
-  const std::string_view all(text);
-  std::size_t start = 0;
-  while (start < all.size()) {
-    std::size_t end = all.find('\n', start);
-    if (end == std::string_view::npos) end = all.size();
-    const std::string_view line = all.substr(start, end - start);
-    start = end + 1;
-    // Catalogue texts mark code with two leading blanks: it keeps its lines.
-    if (line.substr(0, 2) == "  ") {
+  forEachLine(text, [&](std::string_view line) {
+    if (isCodeLine(line)) {
       out.append(indent, ' ').append(line).push_back('\n');
-      continue;
+      return;
     }
     std::size_t used = 0;  // characters on the current output line, pad excluded
     std::size_t at = 0;
@@ -72,7 +65,7 @@ std::string wrapText(const std::string& text, std::size_t indent, std::size_t wi
       used += word.size();
     }
     out.push_back('\n');
-  }
+  });
   return out;
 }
 
