@@ -68,6 +68,19 @@ bool JsonReader::parse(simdjson::dom::parser& parser, const simdjson::padded_str
   return true;
 }
 
+bool JsonReader::parseInto(simdjson::dom::document& document, const simdjson::padded_string& text, element& root) {
+  simdjson::dom::parser parser;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+  // The padded string carries the padding the parser reads past the end.
+  if (auto code = parser.parse_into_document(document, bytes, text.size(), false).get(root);
+      code != simdjson::SUCCESS) {
+    const std::string place = json_syntax_error_place(std::string_view(text.data(), text.size()));
+    return failWhole("not valid JSON" + (place.empty() ? std::string() : " at " + place) + ": " +
+                     simdjson::error_message(code));
+  }
+  return true;
+}
+
 bool JsonReader::failWhole(std::string_view message) {
   if (error_.empty()) error_ = foundation::escape_control_characters(fileName_ + ": " + std::string(message));
   return false;

@@ -76,6 +76,11 @@ class JsonReader {
   bool loadFile(const std::string& path, simdjson::padded_string& text);
   /// Parses `text`; a syntax error names its line and column.
   bool parse(simdjson::dom::parser& parser, const simdjson::padded_string& text, element& root);
+  /// As parse, into a document of the caller's. The parser's index of the
+  /// text is gone when this returns, and `text` is no longer needed: the
+  /// document holds copies of its strings. For large files, where the text
+  /// and the index together weigh as much as the document.
+  bool parseInto(simdjson::dom::document& document, const simdjson::padded_string& text, element& root);
   /// Forgets the recorded error, for readers that skip what they can't read
   /// and go on.
   void clearError() { error_.clear(); }

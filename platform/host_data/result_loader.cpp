@@ -945,11 +945,15 @@ bool ResultParser::parseNtsCandidates(const element& value, const JsonPath& at, 
   return true;
 }
 
-LoadResult parseDocument(JsonReader& reader, const simdjson::padded_string& text, const std::string& directory,
+LoadResult parseDocument(JsonReader& reader, simdjson::padded_string text, const std::string& directory,
                          LoadDetail detail = LoadDetail::Full) {
-  simdjson::dom::parser parser;
+  simdjson::dom::document document;
   element root;
-  if (!reader.parse(parser, text, root)) return LoadResult::failure(reader.error());
+  if (!reader.parseInto(document, text, root)) return LoadResult::failure(reader.error());
+  // The document holds what the rows are made of; the text and the
+  // parser's index of it would only add their weight (twice the file) to
+  // the peak of the load.
+  text = simdjson::padded_string();
   ResultModels models;
   ResultParser resultParser(reader, directory, (std::filesystem::path(directory) / kResultFileName).string(), detail);
   if (!resultParser.parse(root, models)) return LoadResult::failure(reader.error());
@@ -974,7 +978,7 @@ LoadResult loadResultDirectory(const std::string& directory, LoadDetail detail) 
   JsonReader reader(resultPath);
   simdjson::padded_string text;
   if (!reader.loadFile(resultPath, text)) return LoadResult::failure(reader.error());
-  return parseDocument(reader, text, directory, detail);
+  return parseDocument(reader, std::move(text), directory, detail);
 }
 
 LoadResult loadResultText(std::string_view json, const std::string& directory, const std::string& fileName) {
