@@ -266,8 +266,9 @@ class ReportXmlReader::Parser {
 
   bool end() {
     // expat may still report the end of an empty element whose start we
-    // refused and stopped at: there is nothing of ours to close.
-    if (stack_.empty()) return false;
+    // refused and stopped at: there is nothing of ours to close, at any
+    // depth.
+    if (!error_.empty() || stack_.empty()) return false;
     const Context context = stack_.back();
     stack_.pop_back();
     switch (context) {
