@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cmath>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -12,6 +13,12 @@
 #include "data_abstractions2/i_records.h"
 
 namespace data_abstractions2 {
+
+/// One copy of a text for all records that hold it at the same time: a scan
+/// gives thousands of rows the same issue with the same title and text. The
+/// copy goes with the last record that holds it. Safe to call from any
+/// thread.
+std::shared_ptr<const std::string> shareText(const std::string& text);
 
 /// Implements IRecommendationBase for one of its two interfaces. Strings,
 /// numbers and parameters are fixed at construction; the flag word and the
@@ -23,16 +30,16 @@ class RecordBase : public Interface {
   RecordBase(const std::string& id, const std::string& title, const std::string& text, unsigned flags,
              const variant_bag_t& parameters, int confidence, int priority)
       : id_(id),
-        title_(title),
-        text_(text),
+        title_(shareText(title)),
+        text_(shareText(text)),
         parameters_(parameters),
         confidence_(confidence),
         priority_(priority),
         flags_(flags) {}
 
   const std::string& getStringId() const override { return id_; }
-  const std::string& getTitle() const override { return title_; }
-  const std::string& getText() const override { return text_; }
+  const std::string& getTitle() const override { return *title_; }
+  const std::string& getText() const override { return *text_; }
   unsigned getFlags() const override { return flags_.load(std::memory_order_acquire); }
   bool hasFlags(unsigned bits) const override { return (getFlags() & bits) != 0; }
   void addFlags(unsigned bits) override { flags_.fetch_or(bits, std::memory_order_acq_rel); }
@@ -59,8 +66,8 @@ class RecordBase : public Interface {
 
  private:
   const std::string id_;
-  const std::string title_;
-  const std::string text_;
+  const std::shared_ptr<const std::string> title_;
+  const std::shared_ptr<const std::string> text_;
   const variant_bag_t parameters_;
   const int confidence_;
   const int priority_;

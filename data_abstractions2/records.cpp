@@ -1,17 +1,37 @@
 // Record factories and the id strings of issues, recommendations and traits.
 
 #include <cmath>
+#include <mutex>
 #include <string_view>
 #include <unordered_map>
 
 #include "data_abstractions2/i_records.h"
 #include "data_abstractions2/issue_record.h"
+#include "data_abstractions2/record_base.h"
 #include "data_abstractions2/recommendation_record.h"
 #include "data_abstractions2/trait_record.h"
 
 namespace data_abstractions2 {
 
 namespace {
+
+// Texts shared by the records alive, by content. An entry whose text is gone
+// is dropped by the text's last owner, or replaced by the next caller.
+struct TextPool {
+  std::mutex mutex;
+  std::unordered_map<std::string_view, std::weak_ptr<const std::string>> texts;
+};
+
+// Never destroyed: records may outlive static objects, and they come back
+// here when they go.
+TextPool& textPool() {
+  static TextPool* const pool = new TextPool;
+  return *pool;
+}
+
+// Below this a copy costs less than the look-up, and ids and short titles
+// are all that is there.
+constexpr std::size_t kMinSharedText = 32;
 
 // Recommendations made without an explicit priority get the one that every
 // createRecommendation site passes, so the comparer sees no difference
@@ -93,6 +113,30 @@ float valueOrZero(const IRecommendationBase& record, const std::string& key) {
 }
 
 }  // namespace
+
+std::shared_ptr<const std::string> shareText(const std::string& text) {
+  if (text.size() < kMinSharedText) return std::make_shared<const std::string>(text);
+  TextPool& pool = textPool();
+  std::lock_guard<std::mutex> lock(pool.mutex);
+  auto found = pool.texts.find(text);
+  if (found != pool.texts.end()) {
+    if (std::shared_ptr<const std::string> shared = found->second.lock()) return shared;
+    pool.texts.erase(found);
+  }
+  const auto* copy = new std::string(text);
+  std::shared_ptr<const std::string> shared(copy, [](const std::string* gone) {
+    TextPool& pool = textPool();
+    {
+      std::lock_guard<std::mutex> lock(pool.mutex);
+      // The entry may be a newer copy's by now; only a dead one goes.
+      auto entry = pool.texts.find(*gone);
+      if (entry != pool.texts.end() && entry->second.expired()) pool.texts.erase(entry);
+    }
+    delete gone;
+  });
+  pool.texts.emplace(*copy, shared);
+  return shared;
+}
 
 const std::string& IRecommendationBase::impactId() {
   static const std::string id = "impact";

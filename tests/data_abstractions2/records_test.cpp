@@ -51,6 +51,23 @@ TEST(RecordsTest, RecommendationFactoriesFillEveryField) {
   }
 }
 
+// Thousands of rows get the same issue text; records hold one copy of it,
+// which lives as long as any record that holds it, whoever made it first.
+TEST(RecordsTest, EqualLongTextsAreOneCopyThatOutlivesItsFirstOwner) {
+  const std::string text(200, 'x');
+  auto first = createIssueEx("fma_issue", "Title", text, 1, 1, variant_bag_t());
+  auto second = createIssueEx("fma_issue", "Title", std::string(text), 1, 1, variant_bag_t());
+  EXPECT_EQ(first->getText().data(), second->getText().data());
+  first.reset();
+  EXPECT_EQ(second->getText(), text);
+  auto third = createRecommendation("align_loop", "Align", text, 8, variant_bag_t(), 1, -1);
+  EXPECT_EQ(third->getText().data(), second->getText().data());
+  second.reset();
+  third.reset();
+  auto fresh = createIssueEx("fma_issue", "Title", text, 1, 1, variant_bag_t());
+  EXPECT_EQ(fresh->getText(), text);
+}
+
 TEST(RecordsTest, FlagsAccumulate) {
   sptr_t<IIssueEx> issue = createIssueEx("i", "", "", 1, 1, variant_bag_t());
   EXPECT_TRUE(issue->hasFlags(1));
