@@ -1094,10 +1094,13 @@ std::string Importer::write() {
         work.bytes += counts_[p].work.bytes;
       }
       if (work.bytes || work.flops || work.intops) {
+        // A loop with any floating-point work is placed by its FLOPs, on the
+        // floating-point roofs; the integer work beside it (addresses,
+        // counters) is bookkeeping. The guidance knows no mixed kind.
         const bool floating = work.flops > 0;
         bottomUp[at].extra.raw("roofline", "{ \"operations\": " + std::to_string(floating ? work.flops : work.intops) +
                                                ", \"bytes\": " + std::to_string(work.bytes) +
-                                               ", \"opsType\": " + std::string(floating ? (work.intops ? "2" : "0") : "1") + " }");
+                                               ", \"opsType\": " + std::string(floating ? "0" : "1") + " }");
       }
     }
     std::vector<std::uint64_t> children;
