@@ -12,7 +12,11 @@ seconds=${1:-60}
 shift || true
 build=${NIMBEX_FUZZ_BUILD:-$root/build-fuzz}
 "$root/scripts/install-deps.sh"
-CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNIMBEX_FUZZ=ON \
+# NIMBEX_FUZZ_QUICK=1 optimises lightly, as the sanitizer builds do: for a
+# short run (CI) the build is most of the time.
+build_type=(-DCMAKE_BUILD_TYPE=RelWithDebInfo)
+if [ "${NIMBEX_FUZZ_QUICK:-0}" = 1 ]; then build_type=(-DCMAKE_BUILD_TYPE=Debug "-DCMAKE_CXX_FLAGS_DEBUG=-O1 -g1"); fi
+CC=clang CXX=clang++ cmake -S "$root" -B "$build" -G Ninja "${build_type[@]}" -DNIMBEX_FUZZ=ON \
   -DNIMBEX_BUILD_TESTS=OFF -DNIMBEX_BUILD_BENCH=OFF >/dev/null
 
 # target:corpus folder
