@@ -7,8 +7,9 @@ namespace data_models2::issues {
 /// Looks at the vector variants of functions that a vectorized loop calls
 /// and, from their mangled names, recommends better ones: naming the target
 /// processor in the function's vector attribute when a variant was built for
-/// an older instruction set than the loop, and (for Fortran) a linear reference for a parameter passed by
-/// value where the variant's body gathers or scatters.
+/// an older instruction set than the loop, and (for Fortran) a linear
+/// reference for a parameter passed by value where the variant's body
+/// gathers or scatters.
 ///
 /// Skips scalar and split loops. One issue gathers the advice of all
 /// callees, each recommendation once per callee that earns it, duplicates
