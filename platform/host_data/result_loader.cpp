@@ -574,10 +574,6 @@ bool ResultParser::parseRow(const element& value, const JsonPath& at, HostDatase
 
   if (detail_ == LoadDetail::Shape) return true;
   if (keys["fields"] && !parseFields(*keys["fields"], JsonPath(at, "fields"), node, dataset)) return false;
-  if (keys["machineCode"] &&
-      !parseMachineCode(*keys["machineCode"], JsonPath(at, "machineCode"), node.mutableData().code)) {
-    return false;
-  }
   if (keys["instructionMix"] &&
       !parseInstructionMix(*keys["instructionMix"], JsonPath(at, "instructionMix"), node.mutableData())) {
     return false;
@@ -586,6 +582,12 @@ bool ResultParser::parseRow(const element& value, const JsonPath& at, HostDatase
     da::RowRoofline roofline;
     if (!parseRoofline(*keys["roofline"], JsonPath(at, "roofline"), roofline)) return false;
     node.mutableData().roofline = roofline;
+  }
+  // The rest is what only a scan reads.
+  if (detail_ == LoadDetail::Report) return true;
+  if (keys["machineCode"] &&
+      !parseMachineCode(*keys["machineCode"], JsonPath(at, "machineCode"), node.mutableData().code)) {
+    return false;
   }
   if (keys["sourceTripCounts"] &&
       !parseTripCounts(*keys["sourceTripCounts"], JsonPath(at, "sourceTripCounts"), node.mutableData())) {

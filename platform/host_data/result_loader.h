@@ -76,6 +76,12 @@ enum class LoadDetail {
   /// fits the result; rows have no fields and no per-row data, and there is
   /// no call tree. Parts not read are not checked either.
   Shape,
+  /// What a report of findings read from a stored report shows: every row of
+  /// the bottom-up tree with its fields, instruction mixes and roofline
+  /// figures. No machine code, trip-count, dependency, access-pattern,
+  /// store or shadow data, and no call tree: a scan on such rows would miss
+  /// findings, so they are only for attaching a stored report to.
+  Report,
 };
 
 /// Loads `directory`/result.json.

@@ -130,6 +130,99 @@ bool copyStoredReport(const std::string& stored, const std::string& path, std::o
   return false;
 }
 
+// Adds `thing` to what the caller keeps, when it keeps anything.
+void keepAlive(std::shared_ptr<void>* keep, std::shared_ptr<void> thing) {
+  if (!keep || !thing) return;
+  *keep = std::make_shared<std::pair<std::shared_ptr<void>, std::shared_ptr<void>>>(std::move(*keep), std::move(thing));
+}
+
+// Writes the text, HTML or SARIF report of rows that have their findings.
+int writeReadableReport(const Options& options, const host_data::ResultModels& models, const std::string& resultDir,
+                        std::ostream& out, std::ostream& err, std::shared_ptr<void>* keep) {
+  const auto reportStart = std::chrono::steady_clock::now();
+  ReportSources sources;
+  sources.bottomUp = models.surveyModel->getDataset(BottomUp);
+  sources.survey = models.surveyModel;
+  sources.controller = models.resultController;
+  sources.resultName = resultDir;
+  sources.programTime = models.surveyModel->getProgramMetrics().elapsedTime;
+  // Every finding's texts are copied into the data: on a large result its
+  // freeing is worth leaving to the caller's exit too.
+  auto held = std::make_shared<ReportData>(collectReportData(sources));
+  const ReportData& data = *held;
+  keepAlive(keep, held);
+  const bool toStream = options.reportOutput.empty();
+  std::string text;
+  if (options.format == ReportFormat::Html) {
+    text = HtmlReport(data, {}).render();
+  } else if (options.format == ReportFormat::Sarif) {
+    text = SarifReport(data).render();
+  } else {
+    TextReport::Settings settings;
+    settings.topLoops = static_cast<std::size_t>(options.topLoops);
+    // Straight to the stream: the text of a large result runs to hundreds of
+    // megabytes.
+    if (toStream) {
+      TextReport(data, settings).print(out);
+    } else {
+      std::ostringstream stream;
+      TextReport(data, settings).print(stream);
+      text = stream.str();
+    }
+  }
+  if (toStream) {
+    out << text;
+    out.flush();
+    if (!out) return ExitFailure;
+  } else {
+    std::string error;
+    // Through a temporary file, so that an interrupted run never leaves half
+    // a report.
+    if (!foundation::write_file_atomically(options.reportOutput, text, error)) {
+      err << "nimbex-cl: " << error << "\n";
+      return ExitFailure;
+    }
+  }
+  if (options.verbose) {
+    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - reportStart;
+    err << "nimbex-cl: the report of " << data.loops.size() << " loops took " << took.count() << " s\n";
+  }
+  return ExitOk;
+}
+
+// A stored report that the session calls current (or of a frozen result) is
+// also the whole of the findings for the text, HTML and SARIF reports. Those
+// show names, places, times and roofline positions, so only that much of
+// the rows is loaded, and the report is attached to them without the
+// engine: rows this thin are never scanned. True when it answered, with the
+// exit code in `code`; false leaves the run to the ordinary way.
+bool reportFromStoredFindings(const Options& options, const std::string& resultDir, std::ostream& out,
+                              std::ostream& err, int& code, std::shared_ptr<void>* keep) {
+  const std::string stored = (fs::path(resultDir) / kReportFileName).string();
+  boost::system::error_code ec;
+  if (!fs::exists(stored, ec)) return false;
+  bool current = false;
+  if (sptr_t<configuration::ISessionStorage> storage = configuration::ISessionStorage::create(resultDir)) {
+    const variant_t flag = storage->get(data_models2::RecommendationsEngine::cache_actual_key, variant_t(0));
+    current = (flag.is_integer() || flag.is_bool()) && flag.raw_bits() != 0;
+  }
+  auto loaded = std::make_shared<host_data::LoadResult>(
+      host_data::loadResultDirectory(resultDir, host_data::LoadDetail::Report));
+  if (!*loaded || !loaded->models().surveyModel) return false;
+  const host_data::ResultModels& models = loaded->models();
+  if (!current && !models.resultController->isResultFrozen()) return false;
+  sptr_t<IDataset> bottomUp = models.surveyModel->getDataset(BottomUp);
+  if (!bottomUp) return false;
+  data_models2::IssuesDumper<data_models2::DefaultDumpPolicy> dumper(bottomUp, nullptr);
+  dumper.setFilename(stored);
+  // Checks the whole file against the rows before it attaches anything.
+  if (!dumper.assignIssuesReport()) return false;
+  if (options.verbose) err << "nimbex-cl: findings read from issues.xml\n";
+  keepAlive(keep, loaded);
+  code = writeReadableReport(options, models, resultDir, out, err, keep);
+  return true;
+}
+
 // A stored report that the session calls current (or of a frozen result)
 // and that fits the rows is the whole answer to -format=xml; telling that
 // takes only the shape of the tree, not a load of every row's data, the
@@ -217,6 +310,9 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
   if (options.format == ReportFormat::Xml && !options.rescan) {
     int code = ExitOk;
     if (answerFromStoredReport(options, resultDir, err, code)) return code;
+  } else if (options.format != ReportFormat::Xml && !options.rescan) {
+    int code = ExitOk;
+    if (reportFromStoredFindings(options, resultDir, out, err, code, keep)) return code;
   }
   host_data::LoadResult loaded = host_data::loadResultDirectory(resultDir);
   if (!loaded) {
@@ -248,8 +344,10 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
     host_data::LoadResult& loaded;
     sptr_t<IRecommendationsModel>& model;
     ~Handover() {
-      if (keep) *keep = std::make_shared<std::pair<host_data::LoadResult, sptr_t<IRecommendationsModel>>>(
-          std::move(loaded), std::move(model));
+      if (keep) {
+        keepAlive(keep, std::make_shared<std::pair<host_data::LoadResult, sptr_t<IRecommendationsModel>>>(
+                            std::move(loaded), std::move(model)));
+      }
     }
   } handover{keep, loaded, model};
   const bool completed = collectFindings(models, progress, interrupted, model, started);
@@ -311,43 +409,7 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
     return ExitOk;
   }
 
-  const auto reportStart = std::chrono::steady_clock::now();
-  ReportSources sources;
-  sources.bottomUp = bottomUp;
-  sources.survey = models.surveyModel;
-  sources.controller = models.resultController;
-  sources.resultName = resultDir;
-  sources.programTime = models.surveyModel->getProgramMetrics().elapsedTime;
-  const ReportData data = collectReportData(sources);
-  std::string text;
-  if (options.format == ReportFormat::Html) {
-    text = HtmlReport(data, {}).render();
-  } else if (options.format == ReportFormat::Sarif) {
-    text = SarifReport(data).render();
-  } else {
-    TextReport::Settings settings;
-    settings.topLoops = static_cast<std::size_t>(options.topLoops);
-    std::ostringstream stream;
-    TextReport(data, settings).print(stream);
-    text = stream.str();
-  }
-  if (options.reportOutput.empty()) {
-    out << text;
-    if (!out) return ExitFailure;
-  } else {
-    std::string error;
-    // Through a temporary file, so that an interrupted run never leaves half
-    // a report.
-    if (!foundation::write_file_atomically(options.reportOutput, text, error)) {
-      err << "nimbex-cl: " << error << "\n";
-      return ExitFailure;
-    }
-  }
-  if (options.verbose) {
-    const std::chrono::duration<double> took = std::chrono::steady_clock::now() - reportStart;
-    err << "nimbex-cl: the report of " << data.loops.size() << " loops took " << took.count() << " s\n";
-  }
-  return ExitOk;
+  return writeReadableReport(options, models, resultDir, out, err, keep);
 }
 
 }  // namespace nimbex_cl
