@@ -38,29 +38,17 @@ bool shadowModel() {
 // 23 under the feature, the roofline guidance last when there is a model.
 std::vector<std::string> loopList(bool withSurveyModel) {
   std::vector<std::string> loop = {
-      "IssueLoopMisalignment",          //  1
-      "IssuePeelRemainder",             //  2
-      "IssueCDI",                       //  3
-      "IssueDIV",                       //  4
-      "IssueExcessiveCaching",          //  5
-      "IssueFMA",                       //  6
-      "IssueReciprocal",                //  7
-      "IssueGatherScatter",             //  8
-      "IssueTypeConversions",           //  9
-      "IssueCompilerDiagnostics",       // 10
-      "IssueSystemFunctions",           // 11
-      "IssueOpenMP",                    // 12
-      "IssueFloatingPoint",             // 13
-      "IssueSerializedUserFunctions",   // 14
-      "IssueUserFunctions",             // 15
-      "IssueAssumedDependency",         // 16
-      "IssuePotentialVectorizability",  // 17
-      "IssueCheckAccessPatterns",       // 18
-      "IssueInefficientAccessPatterns",  // 19
-      "IssueVectorFunctionAttributes",  // 20
-      "IssueIndirectCalls",             // 21
-      "IssueNeedForSimd",               // 22
-      "IssueRegistersPressure",         // 23
+      // 1-5
+      "IssueLoopMisalignment", "IssuePeelRemainder", "IssueCDI", "IssueDIV", "IssueExcessiveCaching",
+      // 6-10
+      "IssueFMA", "IssueReciprocal", "IssueGatherScatter", "IssueTypeConversions", "IssueCompilerDiagnostics",
+      // 11-15
+      "IssueSystemFunctions", "IssueOpenMP", "IssueFloatingPoint", "IssueSerializedUserFunctions", "IssueUserFunctions",
+      // 16-20
+      "IssueAssumedDependency", "IssuePotentialVectorizability", "IssueCheckAccessPatterns",
+      "IssueInefficientAccessPatterns", "IssueVectorFunctionAttributes",
+      // 21-23
+      "IssueIndirectCalls", "IssueNeedForSimd", "IssueRegistersPressure",
   };
   if (shadowModel()) loop.push_back("IssueZmmShadow");
   if (withSurveyModel) loop.push_back("IssueRooflineGuidance");
@@ -90,7 +78,7 @@ TEST(DetectorLists, LoopRowsOtherRowsAndTraits) {
 // Without a survey model or result controller every other detector still
 // stands in its place.
 TEST(DetectorLists, WithoutSurveyModelTheRooflineGuidanceIsLeftOut) {
-  sptr_t<ScanIssuesRowVisitHandler> scan = foundation::pool_allocate<ScanIssuesRowVisitHandler>(nullptr, nullptr, nullptr);
+  auto scan = foundation::pool_allocate<ScanIssuesRowVisitHandler>(nullptr, nullptr, nullptr);
   EXPECT_EQ(names(scan->loopDetectorList()), loopList(false));
   EXPECT_EQ(scan->otherDetectorList().size(), shadowModel() ? 2u : 1u);
 }

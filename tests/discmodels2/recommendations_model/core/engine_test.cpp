@@ -259,6 +259,12 @@ variant_t storedFlag(const std::string& dir) {
   return storage ? storage->get(RecommendationsEngine::cache_actual_key) : variant_t();
 }
 
+void storeFlag(const std::string& dir, const variant_t& value) {
+  auto storage = configuration::ISessionStorage::create(dir);
+  ASSERT_TRUE(storage->set(RecommendationsEngine::cache_actual_key, value));
+  ASSERT_TRUE(storage->save());
+}
+
 TEST(RecommendationsEngine, CollectionScansReportsSummarisesAndRemembers) {
   TempDir dir;
   RecordingProgress progress;
@@ -334,31 +340,19 @@ TEST(RecommendationsEngine, NextSessionReadsTheReportInsteadOfScanning) {
 }
 
 TEST(RecommendationsEngine, StoredFlagIsReadFromBoolsAndIntegersOnly) {
-  struct Case {
-    const char* what;
-    variant_t stored;
-    bool actual;
+  // Nothing stored, bools, integers of any width, and what is neither.
+  const std::pair<variant_t, bool> cases[] = {
+      {variant_t(), false},         {variant_t(true), true},           {variant_t(false), false},
+      {variant_t(std::int64_t{1}), true}, {variant_t(std::uint32_t{5}), true}, {variant_t(std::uint8_t{0}), false},
+      {variant_t("true"), false},   {variant_t(1.0), false},
   };
-  const std::vector<Case> cases = {
-      {"nothing stored", variant_t(), false},
-      {"bool true", variant_t(true), true},
-      {"bool false", variant_t(false), false},
-      {"i64 1", variant_t(std::int64_t{1}), true},
-      {"u32 5", variant_t(std::uint32_t{5}), true},
-      {"u8 0", variant_t(std::uint8_t{0}), false},
-      {"text", variant_t("true"), false},
-      {"real", variant_t(1.0), false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE(i);
+    const auto& [stored, actual] = cases[i];
     TempDir dir;
-    if (!c.stored.empty()) {
-      auto storage = configuration::ISessionStorage::create(dir.str());
-      ASSERT_TRUE(storage->set(RecommendationsEngine::cache_actual_key, c.stored));
-      ASSERT_TRUE(storage->save());
-    }
+    if (!stored.empty()) storeFlag(dir.str(), stored);
     Session s(dir.str());
-    EXPECT_EQ(c.actual, s.engine->isCacheActual());
+    EXPECT_EQ(actual, s.engine->isCacheActual());
   }
   // No result, or one whose directory is gone: nothing to trust.
   auto model = data_models2::createRecommendationsModel();
@@ -472,22 +466,15 @@ TEST(RecommendationsEngine, WishForACollectionWaitsForTheData) {
 }
 
 TEST(RecommendationsEngine, TaskNamesLiveUnderTheGroup) {
-  struct Case {
-    std::string parent;
-    std::string group;
-  };
-  const std::vector<Case> cases = {
-      {"", "recommendations"},
-      {"x", "x/recommendations"},
-      {"host/analysis", "host/analysis/recommendations"},
-  };
+  const std::pair<std::string, std::string> cases[] = {
+      {"", "recommendations"}, {"x", "x/recommendations"}, {"host/analysis", "host/analysis/recommendations"}};
   auto model = data_models2::createRecommendationsModel();
   auto* engine = static_cast<RecommendationsEngine*>(model.get());
   EXPECT_EQ("recommendations", model->getTasksGroupName());
-  for (const Case& c : cases) {
-    model->setTasksParentGroupName(c.parent);
-    EXPECT_EQ(c.group, model->getTasksGroupName());
-    EXPECT_EQ(c.group + "/recommendations0", engine->getTaskName());
+  for (const auto& [parent, group] : cases) {
+    model->setTasksParentGroupName(parent);
+    EXPECT_EQ(group, model->getTasksGroupName());
+    EXPECT_EQ(group + "/recommendations0", engine->getTaskName());
   }
 }
 
@@ -496,11 +483,7 @@ TEST(RecommendationsEngine, RelatedCollectionsMakeTheReportStaleOnlyWhenDataChan
   for (Which which : {Correctness, Map, Survey}) {
     SCOPED_TRACE(which);
     TempDir dir;
-    {
-      auto storage = configuration::ISessionStorage::create(dir.str());
-      storage->set(RecommendationsEngine::cache_actual_key, variant_t(true));
-      storage->save();
-    }
+    storeFlag(dir.str(), variant_t(true));
     Session s(dir.str(), nullptr, /*viewSurvey=*/which == Survey);
     da::IViewModelBase* related = nullptr;
     sptr_t<da::ICorrectnessViewModel> other = foundation::pool_allocate<da::ICorrectnessViewModel>();

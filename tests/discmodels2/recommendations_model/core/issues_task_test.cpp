@@ -1,3 +1,6 @@
+// The issues task: report file or scan, cancelling, the counts, and the
+// external tool run on a snapshot of the result.
+
 #include "discmodels2/recommendations_model/core/issues_task.h"
 
 #include <signal.h>
@@ -58,9 +61,6 @@ class RecordingProgress : public foundation::IProgress {
   std::atomic<bool> canceled{false};
 };
 
-// Every row reads; nothing else is asked of the provider by scripted detectors.
-using ReadableProvider = test_fakes::StubProvider;
-
 class TestableScan : public ScanIssuesRowVisitHandler {
  public:
   TestableScan(std::shared_ptr<IDataProvider> provider, IssueDetectors loop)
@@ -88,7 +88,8 @@ class ScriptedIssuesTask : public IssuesTask {
 
  protected:
   sptr_t<ScanIssuesRowVisitHandler> makeScanHandler() const override {
-    return foundation::pool_allocate<TestableScan>(std::make_shared<ReadableProvider>(),
+    // Every row reads; scripted detectors ask the provider nothing else.
+    return foundation::pool_allocate<TestableScan>(std::make_shared<StubProvider>(),
                                                    ScanIssuesRowVisitHandler::IssueDetectors{loopDetector});
   }
 };
@@ -146,20 +147,15 @@ class IssuesTaskTest : public ::testing::Test {
     fs::remove_all(root, ec);
   }
 
-  sptr_t<HostResultController> controller(bool frozen = false) const {
+  sptr_t<ScriptedIssuesTask> makeTask(bool cacheActual, bool external, foundation::IProgress* progress,
+                                      bool frozen = false, bool withEngine = true) {
     HostResultController::Contents contents;
     contents.directory = resultDir.string();
     contents.resultFile = (resultDir / "result.json").string();
     contents.frozen = frozen;
-    return foundation::pool_allocate<HostResultController>(contents);
-  }
-
-  sptr_t<ScriptedIssuesTask> makeTask(bool cacheActual, bool external, foundation::IProgress* progress,
-                                      bool frozen = false, bool withEngine = true) {
-    auto task = foundation::pool_allocate<ScriptedIssuesTask>(withEngine ? engine.get() : nullptr, model,
-                                                              controller(frozen), nullptr, progress,
-                                                              foundation::path_t(reportPath.string()), cacheActual,
-                                                              external);
+    auto task = foundation::pool_allocate<ScriptedIssuesTask>(
+        withEngine ? engine.get() : nullptr, model, foundation::pool_allocate<HostResultController>(contents), nullptr,
+        progress, foundation::path_t(reportPath.string()), cacheActual, external);
     task->loopDetector = detector;
     task->stopSignal.connect([this](const BaseLongOperationTask* t) { stoppedBy.push_back(t); });
     return task;
@@ -171,23 +167,24 @@ class IssuesTaskTest : public ::testing::Test {
     task.TaskFinished();
   }
 
+  IssuesDumper<DefaultDumpPolicy> dumper(const fs::path& file) const {
+    IssuesDumper<DefaultDumpPolicy> dumper(dataset, nullptr);
+    dumper.setFilename(file.string());
+    return dumper;
+  }
   /// Writes a report in which L2 holds the issue `id`, then clears the rows.
   void writeReport(const fs::path& file, const std::string& id) {
     l2->issues = {issue(id)};
-    IssuesDumper<DefaultDumpPolicy> dumper(dataset, nullptr);
-    dumper.setFilename(file.string());
-    ASSERT_TRUE(dumper.dumpIssuesReport());
+    ASSERT_TRUE(dumper(file).dumpIssuesReport());
     clearRows();
   }
-
   /// What L2 holds according to the report file on disk, or "<none>".
   std::string reportedIssueOfL2() {
     clearRows();
-    IssuesDumper<DefaultDumpPolicy> dumper(dataset, nullptr);
-    dumper.setFilename(reportPath.string());
-    if (!dumper.assignIssuesReport()) return "<none>";
+    if (!dumper(reportPath).assignIssuesReport()) return "<none>";
     return l2->issues.empty() ? "<empty>" : l2->issues.front()->getStringId();
   }
+  std::string issueOfL2() const { return l2->issues.empty() ? "<none>" : l2->issues.front()->getStringId(); }
 
   void clearRows() {
     for (auto* row : {f.get(), l1.get(), l2.get(), g.get()}) row->issues.clear();
@@ -243,7 +240,7 @@ TEST_F(IssuesTaskTest, ChoosesBetweenReportFileAndScan) {
     run(*task);
 
     EXPECT_EQ(detector->calls > 0, c.expectScan);
-    EXPECT_EQ(l2->issues.empty() ? "<none>" : l2->issues.front()->getStringId(), c.expectedOnL2);
+    EXPECT_EQ(issueOfL2(), c.expectedOnL2);
     EXPECT_EQ(task->GetCompleteStatus(), IViewModelBase::LoadOk);
     EXPECT_EQ(progress.startTitle, "Issues progress");
     // The total is fixed before DoTask finds out whether the file loads.
@@ -413,7 +410,7 @@ TEST_F(IssuesTaskTest, ExternalToolRunsOnAFreshSnapshotAndItsReportIsTakenOver) 
 
     EXPECT_EQ(detector->calls, 0);
     EXPECT_EQ(task->GetCompleteStatus(), c.status);
-    EXPECT_EQ(l2->issues.empty() ? "<none>" : l2->issues.front()->getStringId(), c.expectedOnL2);
+    EXPECT_EQ(issueOfL2(), c.expectedOnL2);
     EXPECT_FALSE(fs::exists(snapshotDir()));
     // The arguments, then the files of the experiment as the tool saw it: a
     // fresh copy of the result, without the left-over.

@@ -25,16 +25,14 @@ using data_models2::ScanIssuesRowVisitHandler;
 class FakeProvider : public test_fakes::StubProvider {
  public:
   bool fillCommonData(const row_t& row) const override { return !failing.count(row.get()); }
-
   std::set<const void*> failing;
 };
 
 // Opens the test constructor of the driver.
 class TestableScan : public ScanIssuesRowVisitHandler {
  public:
-  TestableScan(std::shared_ptr<IDataProvider> provider, IssueDetectors loop, IssueDetectors other,
-               TraitDetectors traits)
-      : ScanIssuesRowVisitHandler(std::move(provider), std::move(loop), std::move(other), std::move(traits)) {}
+  TestableScan(std::shared_ptr<IDataProvider> p, IssueDetectors loop, IssueDetectors other, TraitDetectors traits)
+      : ScanIssuesRowVisitHandler(std::move(p), std::move(loop), std::move(other), std::move(traits)) {}
 };
 
 sptr_t<IIssueEx> issue(const std::string& id, float impact = 0.0f, std::vector<std::string> recommendations = {}) {
@@ -206,22 +204,10 @@ TEST(ScanPostVisitTest, LiftsChildFindingsOwnAndFirstChildWin) {
 class LockCheckingRow : public FakeRow {
  public:
   LockCheckingRow() : FakeRow(9, IMetadata::TypeLoop, true) {}
-  void addRowIssue(const sptr_t<IIssueEx>& issue) override {
-    check();
-    FakeRow::addRowIssue(issue);
-  }
-  void clearRowIssues() override {
-    check();
-    FakeRow::clearRowIssues();
-  }
-  void addRowTrait(const sptr_t<ITrait>& trait) override {
-    check();
-    FakeRow::addRowTrait(trait);
-  }
-  void clearRowTraits() override {
-    check();
-    FakeRow::clearRowTraits();
-  }
+  void addRowIssue(const sptr_t<IIssueEx>& issue) override { check(); FakeRow::addRowIssue(issue); }
+  void clearRowIssues() override { check(); FakeRow::clearRowIssues(); }
+  void addRowTrait(const sptr_t<ITrait>& trait) override { check(); FakeRow::addRowTrait(trait); }
+  void clearRowTraits() override { check(); FakeRow::clearRowTraits(); }
   int unlockedWrites = 0;
 
  private:

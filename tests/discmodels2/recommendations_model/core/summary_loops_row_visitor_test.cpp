@@ -19,15 +19,13 @@ using summary_store::SurveyExSummaryData;
 
 struct Rec {
   std::string id;
-  int confidence;
-  int priority = 1;
+  int confidence, priority = 1;
 };
 
 sptr_t<IIssueEx> issue(const std::string& id, unsigned flags, const std::vector<Rec>& recs) {
   auto made = createIssueEx(id, id + " title", id + " text", 1, flags, variant_bag_t());
   for (const Rec& r : recs) {
-    made->addRecommendation(createRecommendation(r.id, r.id + " title", "text", 0, variant_bag_t(), r.confidence,
-                                                 r.priority));
+    made->addRecommendation(createRecommendation(r.id, r.id + " title", "text", 0, {}, r.confidence, r.priority));
   }
   return made;
 }
@@ -155,13 +153,7 @@ TEST_F(SummaryLoopsTest, ThresholdAndPlacesComeFromTheCaller) {
     int minConfidence;
     std::vector<std::int64_t> expected;
   };
-  const std::vector<Case> cases = {
-      {5, 3, {3, 1}},
-      {5, 1, {3, 2, 1}},
-      {1, 1, {3}},
-      {0, 1, {}},
-      {5, 10, {}},
-  };
+  const Case cases[] = {{5, 3, {3, 1}}, {5, 1, {3, 2, 1}}, {1, 1, {3}}, {0, 1, {}}, {5, 10, {}}};
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.maxLoops << " loops from confidence " << c.minConfidence);
     dataset = foundation::pool_allocate<FakeDataset>(BottomUp);
@@ -176,49 +168,43 @@ TEST_F(SummaryLoopsTest, ThresholdAndPlacesComeFromTheCaller) {
 }
 
 TEST_F(SummaryLoopsTest, LoopIsDescribedByItsFieldsAndTypeBits) {
-  struct Case {
-    IMetadata::type_t type;
-    int kind;
+  auto describe = [&](const sptr_t<FakeRow>& row, double time) {
+    auto visitor = foundation::pool_allocate<SummaryLoopsRowVisitor>(sptr_t<IDataset>(dataset));
+    auto summary = SurveyExSummaryData::create();
+    auto data = RecommendationsData::create();
+    visitor->fillData(summary, {row, time}, data);
+    EXPECT_EQ(1u, summary->loops().size());
+    EXPECT_EQ(data, summary->loops().at(0).recommendations);
+    return summary->loops().at(0);
   };
-  const std::vector<Case> cases = {
+  const std::pair<IMetadata::type_t, int> kinds[] = {
       {IMetadata::TypeLoop, SurveyExSummaryData::LoopOther},
       {IMetadata::TypeLoop | 256, SurveyExSummaryData::LoopVectorized},
       {IMetadata::TypeLoop | 4096, SurveyExSummaryData::LoopScalar},
       {IMetadata::TypeLoop | 256 | 4096, SurveyExSummaryData::LoopVectorized},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.type);
-    auto row = loop(42, variant_t(2.5), c.type);
+  for (const auto& [type, kind] : kinds) {
+    SCOPED_TRACE(type);
+    auto row = loop(42, variant_t(2.5), type);
     dataset->set(row, FuncInstIdx, variant_t(std::uint64_t{1} << 40));
     dataset->set(row, Field231, variant_t("relax(Grid&)"));
     dataset->set(row, Field232, variant_t("/src/relax.cpp"));
     dataset->set(row, SourceLine, variant_t(std::int32_t{43}));
-    auto visitor = foundation::pool_allocate<SummaryLoopsRowVisitor>(sptr_t<IDataset>(dataset));
-    auto summary = SurveyExSummaryData::create();
-    auto data = RecommendationsData::create();
-    visitor->fillData(summary, {row, 2.5}, data);
-    ASSERT_EQ(1u, summary->loops().size());
-    const auto& l = summary->loops()[0];
+    const auto l = describe(row, 2.5);
     EXPECT_EQ(summary_store::locator_t("/src/relax.cpp", 43, 0), l.location);
     EXPECT_EQ("relax(Grid&)", l.functionName);
-    EXPECT_EQ(c.kind, l.kind);
+    EXPECT_EQ(kind, l.kind);
     EXPECT_EQ(2.5, l.selfTime);
     EXPECT_EQ(0.0, l.totalTime);
     EXPECT_EQ(std::int64_t{1} << 40, l.funcInstIdx);
-    EXPECT_EQ(data, l.recommendations);
   }
-}
 
-TEST_F(SummaryLoopsTest, MissingOrMistypedFieldsDescribeTheLoopAsUnknown) {
+  // Missing or mistyped fields describe the loop as unknown.
   auto row = makeRow(7, IMetadata::TypeLoop, false);
   dataset->set(row, FuncInstIdx, variant_t(3.0));
   dataset->set(row, SourceLine, variant_t("forty"));
   dataset->set(row, Field231, variant_t(std::int64_t{5}));
-  auto visitor = foundation::pool_allocate<SummaryLoopsRowVisitor>(sptr_t<IDataset>(dataset));
-  auto summary = SurveyExSummaryData::create();
-  visitor->fillData(summary, {row, 1.0}, RecommendationsData::create());
-  ASSERT_EQ(1u, summary->loops().size());
-  const auto& l = summary->loops()[0];
+  const auto l = describe(row, 1.0);
   EXPECT_EQ(summary_store::locator_t("", 0, 0), l.location);
   EXPECT_EQ("", l.functionName);
   EXPECT_EQ(SurveyExSummaryData::LoopOther, l.kind);

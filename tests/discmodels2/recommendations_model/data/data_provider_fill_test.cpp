@@ -1,3 +1,6 @@
+// What fillCommonData reads from a row's fields, the loop manager and the
+// view model, and how the provider caches the record.
+
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -16,6 +19,7 @@ using namespace test_fakes;
 using data_models2::CommonData;
 using data_models2::DataProvider;
 using system_info::SystemInfo;
+using Version = data_models2::compiler_helpers::CompilerVersion;
 
 TEST(DataProviderFillTest, ReadsEveryFieldIntoItsMember) {
   // One row per field, each with a value no other field has, so that a field
@@ -29,10 +33,8 @@ TEST(DataProviderFillTest, ReadsEveryFieldIntoItsMember) {
       {FunctionName, variant_t("kernel"), [](auto& d) { return d.functionName == "kernel"; }},
       {CompilerName, variant_t("Vorex C++ Compiler"),
        [](auto& d) { return d.compilerName == "vorex c++ compiler" && d.isVorexCompiler; }},
-      {CompilerVersion, variant_t("2021.10.0 Build"),
-       [](auto& d) {
-         return d.compilerVersionText == "2021.10.0 build" &&
-                d.compilerVersion == data_models2::compiler_helpers::CompilerVersion{2021, 10, 0};
+      {CompilerVersion, variant_t("2021.10.0 Build"), [](auto& d) {
+         return d.compilerVersionText == "2021.10.0 build" && d.compilerVersion == Version{2021, 10, 0};
        }},
       {CompilerFlags, variant_t("-O3 -xHost"), [](auto& d) { return d.compilerFlags == "-O3 -xHost"; }},
       {VectorizationDiagnosticId, variant_t(15300), [](auto& d) { return d.vectorizationDiagnosticId == 15300; }},
@@ -81,7 +83,7 @@ TEST(DataProviderFillTest, RowWithoutFieldsKeepsDefaultsAndRecordsAbsence) {
   // An empty compiler name is not the Vorex compiler, unlike a record that
   // was never filled.
   EXPECT_FALSE(d.isVorexCompiler);
-  EXPECT_EQ(d.compilerVersion, data_models2::compiler_helpers::CompilerVersion{});
+  EXPECT_EQ(d.compilerVersion, Version{});
   EXPECT_EQ(d.vectorizationDiagnosticId, -1);
   EXPECT_EQ(d.vectorLength, 1);
   EXPECT_EQ(d.unrollFactor, 1);
@@ -153,7 +155,7 @@ TEST(DataProviderFillTest, TripCountQueriesShareOneRecord) {
     bool withManager;
     std::optional<std::uint64_t> average, calls;
     std::uint64_t expectedAverage, expectedCalls;
-    bool present135, present139;
+    bool averagePresent, callsPresent;
   };
   const Case cases[] = {
       {"no loop manager", false, 12, 3, 0, 0, false, false},
@@ -172,59 +174,53 @@ TEST(DataProviderFillTest, TripCountQueriesShareOneRecord) {
     CommonData d = result.provider()->getData(row);
     EXPECT_EQ(d.tripCountAverage, c.expectedAverage);
     EXPECT_EQ(d.callCount, c.expectedCalls);
-    EXPECT_EQ(d.fieldPresence[TripCountAverage], c.present135);
-    EXPECT_EQ(d.fieldPresence[CallCount], c.present139);
+    EXPECT_EQ(d.fieldPresence[TripCountAverage], c.averagePresent);
+    EXPECT_EQ(d.fieldPresence[CallCount], c.callsPresent);
   }
 }
 
-TEST(DataProviderFillTest, MemopFromMessageOrDiagnostic) {
+TEST(DataProviderFillTest, MemopAndLanguageFromTheirFields) {
+  using Fields = std::vector<std::pair<FieldId, variant_t>>;
   struct Case {
     const char* name;
-    std::optional<variant_t> message, diagnostic;
+    Fields fields;
+    bool CommonData::*flag;
     bool expected;
   };
+  const auto memop = &CommonData::hasMemop;
+  const auto fortran = &CommonData::isFortran;
   const Case cases[] = {
-      {"message", variant_t("loop: MEMOP WAS GENERATED FOR THIS LOOP"), variant_t(1), true},
-      {"diagnostic 15306 with empty message", variant_t(""), variant_t(15306), true},
-      {"diagnostic 15306 stored unsigned", std::nullopt, variant_t(std::uint64_t{15306}), true},
-      {"other diagnostic", variant_t("LOOP WAS VECTORIZED"), variant_t(15300), false},
-      {"message in lower case", variant_t("memop was generated for this loop"), std::nullopt, false},
-      {"neither", std::nullopt, std::nullopt, false},
+      {"memop message", {{VectorizationMessage, variant_t("loop: MEMOP WAS GENERATED FOR THIS LOOP")},
+                         {VectorizationDiagnosticId, variant_t(1)}}, memop, true},
+      {"memop diagnostic 15306 with empty message",
+       {{VectorizationMessage, variant_t("")}, {VectorizationDiagnosticId, variant_t(15306)}}, memop, true},
+      {"memop diagnostic 15306 stored unsigned", {{VectorizationDiagnosticId, variant_t(std::uint64_t{15306})}}, memop,
+       true},
+      {"other diagnostic",
+       {{VectorizationMessage, variant_t("LOOP WAS VECTORIZED")}, {VectorizationDiagnosticId, variant_t(15300)}},
+       memop, false},
+      {"memop message in lower case", {{VectorizationMessage, variant_t("memop was generated for this loop")}},
+       memop, false},
+      {"no memop fields", {}, memop, false},
+      // The language comes from the file extension, else from the compiler.
+      {"F90", {{SourceFile, variant_t("/src/a.F90")}}, fortran, true},
+      {"any extension beginning with f", {{SourceFile, variant_t("a.for")}}, fortran, true},
+      {"last dot counts", {{SourceFile, variant_t("a.f.c")}}, fortran, false},
+      {"cpp with a Fortran compiler", {{SourceFile, variant_t("a.cpp")}, {CompilerName, variant_t("Fortran Compiler")}},
+       fortran, false},
+      {"no dot with a Fortran compiler",
+       {{SourceFile, variant_t("Makefile")}, {CompilerName, variant_t("Fortran Compiler")}}, fortran, false},
+      {"empty file name", {{SourceFile, variant_t("")}, {CompilerName, variant_t("Fortran Compiler")}}, fortran, false},
+      {"no file, Fortran compiler", {{CompilerName, variant_t("Vorex FORTRAN")}}, fortran, true},
+      {"no file, C compiler", {{CompilerName, variant_t("Vorex C")}}, fortran, false},
+      {"no language fields", {}, fortran, false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     FakeResult result;
     auto row = result.addRow(1);
-    if (c.message) result.bottomUp->set(row, VectorizationMessage, *c.message);
-    if (c.diagnostic) result.bottomUp->set(row, VectorizationDiagnosticId, *c.diagnostic);
-    EXPECT_EQ(result.provider()->getData(row).hasMemop, c.expected);
-  }
-}
-
-TEST(DataProviderFillTest, LanguageFromFileExtensionElseCompiler) {
-  struct Case {
-    const char* name;
-    std::optional<const char*> sourceFile, compiler;
-    bool expected;
-  };
-  const Case cases[] = {
-      {"F90", "/src/a.F90", std::nullopt, true},
-      {"any extension beginning with f", "a.for", std::nullopt, true},
-      {"last dot counts", "a.f.c", std::nullopt, false},
-      {"cpp with a Fortran compiler", "a.cpp", "Fortran Compiler", false},
-      {"no dot with a Fortran compiler", "Makefile", "Fortran Compiler", false},
-      {"empty file name", "", "Fortran Compiler", false},
-      {"no file, Fortran compiler", std::nullopt, "Vorex FORTRAN", true},
-      {"no file, C compiler", std::nullopt, "Vorex C", false},
-      {"neither", std::nullopt, std::nullopt, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    FakeResult result;
-    auto row = result.addRow(1);
-    if (c.sourceFile) result.bottomUp->set(row, SourceFile, variant_t(*c.sourceFile));
-    if (c.compiler) result.bottomUp->set(row, CompilerName, variant_t(*c.compiler));
-    EXPECT_EQ(result.provider()->getData(row).isFortran, c.expected);
+    for (const auto& [id, value] : c.fields) result.bottomUp->set(row, id, value);
+    EXPECT_EQ(result.provider()->getData(row).*c.flag, c.expected);
   }
 }
 
@@ -247,9 +243,7 @@ TEST(DataProviderFillTest, EachTypeBitSetsExactlyItsMember) {
   for (const auto& [bit, member] : flags) {
     SCOPED_TRACE(bit);
     FakeResult result;
-    auto row = result.addRow(1, bit);
-    auto provider = result.provider();
-    const CommonData& d = provider->getData(row);
+    const CommonData d = result.provider()->getData(result.addRow(1, bit));
     for (const auto& [otherBit, otherMember] : flags) EXPECT_EQ(d.*otherMember, otherBit == bit) << otherBit;
   }
 }
@@ -259,9 +253,7 @@ TEST(DataProviderFillTest, GathersAndStridesFromAccessPatternTable) {
     const char* name;
     bool withTable;
     std::vector<int> indices;
-    bool gathersAnswer;
-    bool expectGatherInfo;
-    bool expectStrides;
+    bool gathersAnswer, expectGatherInfo, expectStrides;
     double expectedKind0;
   };
   // Table rows: 0 unmarked, 1 marked with its mark stored as text (counts as
@@ -273,27 +265,25 @@ TEST(DataProviderFillTest, GathersAndStridesFromAccessPatternTable) {
       {"no indices", true, {}, true, false, false, 0.0},
       {"no table", false, {0, 2}, true, false, false, 0.0},
   };
+  auto table = foundation::pool_allocate<FakeDataset>(DataTypeNone);
+  const variant_t marks[] = {variant_t(false), variant_t("true"), variant_t(true), variant_t(std::uint8_t{1})};
+  for (std::uint64_t i = 0; i < 4; ++i) {
+    table->add(makeRow(100 + i, 0));
+    table->set(table->rows[i], StrideRowMark, marks[i]);
+  }
+  table->set(table->rows[2], StrideKind0, variant_t(0.5));
+  table->set(table->rows[2], StrideKind1, variant_t(0.25));
+  table->set(table->rows[2], StrideKind2, variant_t(0.25));
+  table->set(table->rows[3], StrideKind0, variant_t(0.9));
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     FakeResult result;
-    auto table = foundation::pool_allocate<FakeDataset>(DataTypeNone);
-    for (std::uint64_t id = 100; id < 104; ++id) table->add(makeRow(id, 0));
-    table->set(table->rows[0], StrideRowMark, variant_t(false));
-    table->set(table->rows[1], StrideRowMark, variant_t("true"));
-    table->set(table->rows[2], StrideRowMark, variant_t(true));
-    table->set(table->rows[2], StrideKind0, variant_t(0.5));
-    table->set(table->rows[2], StrideKind1, variant_t(0.25));
-    table->set(table->rows[2], StrideKind2, variant_t(0.25));
-    table->set(table->rows[3], StrideRowMark, variant_t(std::uint8_t{1}));
-    table->set(table->rows[3], StrideKind0, variant_t(0.9));
     if (c.withTable) result.manager->table = table;
     result.manager->indices = c.indices;
     result.manager->gathers = {Gather{"a", "3", "k.c:10"}};
     result.manager->gathersValid = c.gathersAnswer;
 
-    auto row = result.addRow(1);
-    auto provider = result.provider();
-    const CommonData& d = provider->getData(row);
+    const CommonData d = result.provider()->getData(result.addRow(1));
     EXPECT_EQ(d.hasGatherInfo, c.expectGatherInfo);
     EXPECT_EQ(d.gatherIndices, c.withTable ? c.indices : std::vector<int>{});
     EXPECT_EQ(d.gathers.size(), c.withTable && !c.indices.empty() ? 1u : 0u);
@@ -306,9 +296,7 @@ TEST(DataProviderFillTest, StaticAndDynamicInstructionMixes) {
   FakeResult result;
   result.model->mixes[MixStatic] = {{1, variant_t(10)}};
   result.model->mixes[MixDynamic] = {{1, variant_t(5000)}, {2, variant_t(7)}};
-  auto row = result.addRow(1);
-  auto provider = result.provider();
-  const CommonData& d = provider->getData(row);
+  const CommonData d = result.provider()->getData(result.addRow(1));
   EXPECT_EQ(d.instructionMix, result.model->mixes[MixStatic]);
   EXPECT_EQ(d.instructionMixDynamic, result.model->mixes[MixDynamic]);
 }

@@ -1,18 +1,8 @@
 // Every message key that the library's code can ask for has a text in the
-// shipped catalogue. Keys are found in the sources under discmodels2/ by the
-// convention of docs/message-catalog.md:
-//   - a string literal passed whole as the first argument of translate or
-//     translateEx: translate("cdi_issue_title");
-//   - any string literal that is a whole key ending in "_title" or "_text";
-//   - the literals of an array named k...Keys (whole keys) or k...KeyStems
-//     (stems: stem + "_title" and stem + "_text" are both needed).
-// Keys built at run time ("pattern_name_" + code) are not seen; list their
-// fixed expansions in a k...Keys array, or, for a detector that builds many,
-// add its list of every key it can ask for to kBuiltKeys below.
-//
-// The other direction holds too: every text of the catalogue belongs to a
-// key that some code asks for, in one of the key's language or platform
-// forms.
+// shipped catalogue, and every text belongs to a key that some code asks for.
+// Keys are found in the sources under discmodels2/ by the convention of
+// docs/message-catalog.md. Keys built at run time are not seen: list their
+// expansions in a k...Keys array, or add the detector's list to kBuiltKeys.
 
 #include <cctype>
 #include <cstdlib>
@@ -20,10 +10,8 @@
 #include <fstream>
 #include <map>
 #include <regex>
-#include <set>
 #include <sstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -41,16 +29,11 @@ struct found_key_t {
   std::string key;
   bool isStem = false;
   std::string place;  // file:line
-
-  bool operator<(const found_key_t& o) const {
-    return std::tie(key, isStem, place) < std::tie(o.key, o.isStem, o.place);
-  }
 };
 
 struct literal_t {
   std::string text;
-  std::size_t begin;  // offset of the opening quote
-  std::size_t end;    // offset behind the closing quote
+  std::size_t begin, end;  // offsets of the opening quote and behind the closing one
   unsigned line;
 };
 
@@ -73,11 +56,8 @@ std::string stripComments(const std::string& src, std::vector<literal_t>& litera
       while (i < src.size() && src[i] != '\n') out[i++] = ' ';
     } else if (c == '/' && i + 1 < src.size() && src[i + 1] == '*') {
       while (i < src.size() && !(src[i] == '*' && i + 1 < src.size() && src[i + 1] == '/')) {
-        if (src[i] == '\n') {
-          ++line;
-        } else {
-          out[i] = ' ';
-        }
+        if (src[i] == '\n') ++line;
+        else out[i] = ' ';
         ++i;
       }
       for (int k = 0; k < 2 && i < src.size(); ++k) out[i++] = ' ';
@@ -171,9 +151,7 @@ std::string readFile(const fs::path& path) {
 }
 
 // Detectors that build their keys from numbers list them themselves.
-std::vector<std::string> (*const kBuiltKeys[])() = {
-    &IssueCompilerDiagnostics::messageKeys,
-};
+std::vector<std::string> (*const kBuiltKeys[])() = {&IssueCompilerDiagnostics::messageKeys};
 
 class CatalogKeysTest : public ::testing::Test {
  protected:
@@ -243,9 +221,7 @@ TEST(CatalogKeyScannerTest, FindsKeysByConvention) {
 }
 
 TEST(CatalogKeyScannerTest, KeyWithOnlyLanguageFormsNeedsBoth) {
-  portability::catalog_t catalog("t", {{"both_cpp", "c"},
-                                       {"both_lin_fortran", "f"},
-                                       {"only_fortran", "f"},
+  portability::catalog_t catalog("t", {{"both_cpp", "c"}, {"both_lin_fortran", "f"}, {"only_fortran", "f"},
                                        {"plain_lin", "p"}});
   EXPECT_TRUE(hasText(catalog, "both"));
   EXPECT_FALSE(hasText(catalog, "only"));

@@ -3,8 +3,6 @@
 // catalogue lacks them) except where arguments matter.
 
 #include <cstdint>
-#include <functional>
-#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,7 +26,7 @@ namespace {
 
 using namespace trait_tests;
 using namespace data_models2::issues;
-using system_info::SystemInfo;
+using S = system_info::SystemInfo;
 
 class TraitTest : public testing::Test {
  protected:
@@ -52,7 +50,7 @@ std::shared_ptr<TraitDetector> make(std::shared_ptr<IDataProvider> provider) {
 }
 
 std::shared_ptr<TraitDetector> makeReciprocalsOn11(std::shared_ptr<IDataProvider> provider) {
-  return std::make_shared<TraitReciprocals>(std::move(provider), SystemInfo::IsaAvx512);
+  return std::make_shared<TraitReciprocals>(std::move(provider), S::IsaAvx512);
 }
 
 const std::string kMasked = "masked_stores_trait_text\nmasked_stores_trait_suggestion";
@@ -64,7 +62,7 @@ TEST_F(TraitTest, NoRowOrNoProviderMakesNothing) {
       std::make_shared<TraitMaskedStores>(nullptr),     std::make_shared<TraitHorizontal>(nullptr),
       std::make_shared<TraitSmallVectorWidth>(nullptr), std::make_shared<TraitLowTripCounts>(nullptr),
       std::make_shared<TraitLowGranularity>(nullptr),   std::make_shared<TraitPeelRemainder>(nullptr),
-      std::make_shared<TraitReciprocals>(nullptr, SystemInfo::IsaAvx512),
+      std::make_shared<TraitReciprocals>(nullptr, S::IsaAvx512),
       std::make_shared<TraitOverriddenVL>(nullptr),     std::make_shared<TraitSystemCalls>(nullptr),
       std::make_shared<TraitIndirectCalls>(nullptr),
   };
@@ -86,60 +84,47 @@ struct TraitCase {
   std::vector<Made> expected;
 };
 
-void vectorized(CommonData& d, const char* isa, SystemInfo::IsaExtensions type, const char* classes) {
+void vectorized(CommonData& d, const char* isa, S::IsaExtensions type, const char* classes, bool marked = false) {
   d.isVectorized = true;
   d.isaName = isa;
   d.isaType = type;
   d.instructionSets = classes;
+  d.typeFlag1024 = marked;
 }
 
 const TraitCase kClassCases[] = {
     {"MaskedStoresFound", make<TraitMaskedStores>,
-     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX; AVX2; Masked Stores"); },
-     {{1, 44, kMasked}}},
+     [](CommonData& d) { vectorized(d, "avx2", S::IsaAvx2, "AVX; AVX2; Masked Stores"); }, {{1, 44, kMasked}}},
     {"MaskedStoresAnyCaseAndBlanks", make<TraitMaskedStores>,
-     [](CommonData& d) { vectorized(d, "avx512", SystemInfo::IsaAvx512, "avx512 ;  masked stores "); },
-     {{1, 44, kMasked}}},
+     [](CommonData& d) { vectorized(d, "avx512", S::IsaAvx512, "avx512 ;  masked stores "); }, {{1, 44, kMasked}}},
     {"MaskedStoresOnlyAsAWholeEntry", make<TraitMaskedStores>,
-     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX2; Masked Stores Emulated"); }, {}},
+     [](CommonData& d) { vectorized(d, "avx2", S::IsaAvx2, "AVX2; Masked Stores Emulated"); }, {}},
     {"MaskedStoresNotInScalarLoops", make<TraitMaskedStores>,
      [](CommonData& d) { d.instructionSets = "Masked Stores"; }, {}},
     {"MaskedStoresNotOnMarkedRows", make<TraitMaskedStores>,
-     [](CommonData& d) {
-       vectorized(d, "avx2", SystemInfo::IsaAvx2, "Masked Stores");
-       d.typeFlag1024 = true;
-     },
-     {}},
+     [](CommonData& d) { vectorized(d, "avx2", S::IsaAvx2, "Masked Stores", true); }, {}},
     {"HorizontalFound", make<TraitHorizontal>,
-     [](CommonData& d) { vectorized(d, "avx", SystemInfo::IsaAvx, "AVX; Horizontal Operations"); },
-     {{2, 44, kHorizontal}}},
+     [](CommonData& d) { vectorized(d, "avx", S::IsaAvx, "AVX; Horizontal Operations"); }, {{2, 44, kHorizontal}}},
     // The record's names are lowered, so a lowered SSE name passes the
-    // capital "SSE" test...
+    // capital "SSE" test, and only a name in capitals stops it.
     {"HorizontalOnLoweredSseName", make<TraitHorizontal>,
-     [](CommonData& d) { vectorized(d, "sse4.2", SystemInfo::IsaSse42, "SSE4.2; Horizontal Operations"); },
+     [](CommonData& d) { vectorized(d, "sse4.2", S::IsaSse42, "SSE4.2; Horizontal Operations"); },
      {{2, 44, kHorizontal}}},
-    // ...and only a name in capitals stops it.
     {"HorizontalNotWithSseInCapitals", make<TraitHorizontal>,
-     [](CommonData& d) { vectorized(d, "SSE4.2", SystemInfo::IsaSse42, "Horizontal Operations"); }, {}},
+     [](CommonData& d) { vectorized(d, "SSE4.2", S::IsaSse42, "Horizontal Operations"); }, {}},
     {"HorizontalNeedsItsOwnClass", make<TraitHorizontal>,
-     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "Masked Stores; Divisions"); }, {}},
+     [](CommonData& d) { vectorized(d, "avx2", S::IsaAvx2, "Masked Stores; Divisions"); }, {}},
     {"ReciprocalsForDivisions", makeReciprocalsOn11,
-     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX2; Divisions"); },
-     {{10, 44, kReciprocal}}},
+     [](CommonData& d) { vectorized(d, "avx2", S::IsaAvx2, "AVX2; Divisions"); }, {{10, 44, kReciprocal}}},
     {"ReciprocalsForSquareRoots", makeReciprocalsOn11,
-     [](CommonData& d) { vectorized(d, "sse2", SystemInfo::IsaSse2, "SSE2; Square Roots"); },
-     {{10, 44, kReciprocal}}},
+     [](CommonData& d) { vectorized(d, "sse2", S::IsaSse2, "SSE2; Square Roots"); }, {{10, 44, kReciprocal}}},
     // Marked rows are not spared by this one trait.
     {"ReciprocalsEvenOnMarkedRows", makeReciprocalsOn11,
-     [](CommonData& d) {
-       vectorized(d, "avx2", SystemInfo::IsaAvx2, "Divisions");
-       d.typeFlag1024 = true;
-     },
-     {{10, 44, kReciprocal}}},
+     [](CommonData& d) { vectorized(d, "avx2", S::IsaAvx2, "Divisions", true); }, {{10, 44, kReciprocal}}},
     {"ReciprocalsNotForAvx512Code", makeReciprocalsOn11,
-     [](CommonData& d) { vectorized(d, "avx512", SystemInfo::IsaAvx512, "Divisions"); }, {}},
+     [](CommonData& d) { vectorized(d, "avx512", S::IsaAvx512, "Divisions"); }, {}},
     {"ReciprocalsNeedTheirClasses", makeReciprocalsOn11,
-     [](CommonData& d) { vectorized(d, "avx2", SystemInfo::IsaAvx2, "AVX2; Gathers"); }, {}},
+     [](CommonData& d) { vectorized(d, "avx2", S::IsaAvx2, "AVX2; Gathers"); }, {}},
 };
 
 class RecordTraits : public TraitTest, public testing::WithParamInterface<TraitCase> {};
@@ -154,85 +139,65 @@ TEST_P(RecordTraits, MadeFromTheRecord) {
   EXPECT_TRUE(agreed);
 }
 
-const auto kCaseName = [](const testing::TestParamInfo<TraitCase>& info) { return std::string(info.param.name); };
+const auto kCaseName = [](const auto& info) { return std::string(info.param.name); };
 INSTANTIATE_TEST_SUITE_P(Classes, RecordTraits, testing::ValuesIn(kClassCases), kCaseName);
 
 TEST_F(TraitTest, ReciprocalsOnlyOnTheCommonAvx512Level) {
   CommonData data = loopRecord();
-  vectorized(data, "avx2", SystemInfo::IsaAvx2, "Divisions");
+  vectorized(data, "avx2", S::IsaAvx2, "Divisions");
   provider->records[row.get()] = data;
-  for (auto level : {SystemInfo::IsaNone, SystemInfo::IsaAvx2, SystemInfo::IsaAvx512ManyCore,
-                     SystemInfo::IsaAvx512Core, SystemInfo::IsaAvx512Vnni}) {
+  for (auto level : {S::IsaNone, S::IsaAvx2, S::IsaAvx512ManyCore, S::IsaAvx512Core, S::IsaAvx512Vnni}) {
     EXPECT_TRUE(run(TraitReciprocals(provider, level), row).empty()) << level;
   }
-  EXPECT_EQ(run(TraitReciprocals(provider, SystemInfo::IsaAvx512), row).size(), 1u);
+  EXPECT_EQ(run(TraitReciprocals(provider, S::IsaAvx512), row).size(), 1u);
 }
 
 // ---- Traits about vector widths and lengths.
 
-void vectorBody(CommonData& d, const char* isa, const char* lengths) {
+void vectorBody(CommonData& d, const char* isa, const char* lengths, bool body = true) {
   d.isVectorized = true;
-  d.isVectorBodyPart = true;
+  d.isVectorBodyPart = body;
   d.isaName = isa;
   d.vectorLengthText = lengths;
 }
 
-void overridden(CommonData& d, const char* isa, int mainVectType) {
-  d.isVectorized = true;
-  d.loopFlags55 = 4;
+void overridden(CommonData& d, const char* isa, int mainVectType, int flags = 4, bool vector = true) {
+  d.isVectorized = vector;
+  d.loopFlags55 = flags;
   d.isaName = isa;
   d.mainVectType = mainVectType;
 }
 
 const std::vector<Made> kSmall = {{3, 45, "small_vector_width_text"}};
+const auto kOverridden = make<TraitOverriddenVL>;
+const auto kWidth = make<TraitSmallVectorWidth>;
 
 // Widths count elements of 32 bits: "4" is 128 bits, "8" 256.
 const TraitCase kWidthCases[] = {
-    {"Avx2WithANarrowVector", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "4"); }, kSmall},
-    {"Avx2NarrowestCounts", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "8;4"); }, kSmall},
-    {"Avx2AllWide", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX2", "8;16"); }, {}},
-    {"AvxWithOneWideVector", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX", "4;8"); }, {}},
-    {"AvxAllNarrow", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "AVX", "2;4"); }, kSmall},
-    {"SseNeverNarrow", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "SSE4.2", "4"); }, {}},
+    {"Avx2WithANarrowVector", kWidth, [](CommonData& d) { vectorBody(d, "AVX2", "4"); }, kSmall},
+    {"Avx2NarrowestCounts", kWidth, [](CommonData& d) { vectorBody(d, "AVX2", "8;4"); }, kSmall},
+    {"Avx2AllWide", kWidth, [](CommonData& d) { vectorBody(d, "AVX2", "8;16"); }, {}},
+    {"AvxWithOneWideVector", kWidth, [](CommonData& d) { vectorBody(d, "AVX", "4;8"); }, {}},
+    {"AvxAllNarrow", kWidth, [](CommonData& d) { vectorBody(d, "AVX", "2;4"); }, kSmall},
+    {"SseNeverNarrow", kWidth, [](CommonData& d) { vectorBody(d, "SSE4.2", "4"); }, {}},
     // Names as the record holds them, lowered, never match.
-    {"LoweredNamesNeverMatch", make<TraitSmallVectorWidth>, [](CommonData& d) { vectorBody(d, "avx2", "4"); }, {}},
-    {"OnlyVectorBodies", make<TraitSmallVectorWidth>,
-     [](CommonData& d) {
-       vectorBody(d, "AVX2", "4");
-       d.isVectorBodyPart = false;
-     },
-     {}},
-    {"OverriddenWithoutTypeIsTheHeader", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "avx2", 0); },
-     {{12, 35, "H"}}},
-    {"OverriddenFloat32OnAvx2", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "avx2", 5); },
+    {"LoweredNamesNeverMatch", kWidth, [](CommonData& d) { vectorBody(d, "avx2", "4"); }, {}},
+    {"OnlyVectorBodies", kWidth, [](CommonData& d) { vectorBody(d, "AVX2", "4", false); }, {}},
+    {"OverriddenWithoutTypeIsTheHeader", kOverridden, [](CommonData& d) { overridden(d, "avx2", 0); }, {{12, 35, "H"}}},
+    {"OverriddenFloat32OnAvx2", kOverridden, [](CommonData& d) { overridden(d, "avx2", 5); },
      {{12, 35, "H\n8|Float32|avx2"}}},
     // Integers on AVX would get half a vector, but only for a name in
     // capitals, which the record never holds.
-    {"OverriddenIntOnLoweredAvx", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "avx", 3); },
+    {"OverriddenIntOnLoweredAvx", kOverridden, [](CommonData& d) { overridden(d, "avx", 3); },
      {{12, 35, "H\n8|Int32|avx"}}},
-    {"OverriddenIntOnAvxInCapitals", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "AVX", 3); },
+    {"OverriddenIntOnAvxInCapitals", kOverridden, [](CommonData& d) { overridden(d, "AVX", 3); },
      {{12, 35, "H\n4|Int32|AVX"}}},
-    {"OverriddenUnknownIsa", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "", 5); }, {{12, 35, "H"}}},
-    {"OverriddenUnknownType", make<TraitOverriddenVL>, [](CommonData& d) { overridden(d, "avx2", 42); },
-     {{12, 35, "H"}}},
-    {"OverriddenOtherFlagBits", make<TraitOverriddenVL>,
-     [](CommonData& d) {
-       overridden(d, "avx2", 5);
-       d.loopFlags55 = 4 | 16 | 1;
-     },
+    {"OverriddenUnknownIsa", kOverridden, [](CommonData& d) { overridden(d, "", 5); }, {{12, 35, "H"}}},
+    {"OverriddenUnknownType", kOverridden, [](CommonData& d) { overridden(d, "avx2", 42); }, {{12, 35, "H"}}},
+    {"OverriddenOtherFlagBits", kOverridden, [](CommonData& d) { overridden(d, "avx2", 5, 4 | 16 | 1); },
      {{12, 35, "H\n8|Float32|avx2"}}},
-    {"NotOverriddenWithoutTheFlag", make<TraitOverriddenVL>,
-     [](CommonData& d) {
-       overridden(d, "avx2", 5);
-       d.loopFlags55 = 16 | 8 | 2 | 1;
-     },
-     {}},
-    {"NotOverriddenWhenScalar", make<TraitOverriddenVL>,
-     [](CommonData& d) {
-       overridden(d, "avx2", 5);
-       d.isVectorized = false;
-     },
-     {}},
+    {"NotOverriddenWithoutTheFlag", kOverridden, [](CommonData& d) { overridden(d, "avx2", 5, 16 | 8 | 2 | 1); }, {}},
+    {"NotOverriddenWhenScalar", kOverridden, [](CommonData& d) { overridden(d, "avx2", 5, 4, false); }, {}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Widths, RecordTraits, testing::ValuesIn(kWidthCases), kCaseName);
@@ -243,80 +208,51 @@ const std::vector<Made> kLowTrips = {{4, 142, "low_trip_counts_trait_text"}, {5,
 const std::vector<Made> kLowGranularity = {
     {6, 140, "low_granularity_trait_text"}, {7, 142, "low_granularity_trait_header\nlow_granularity_trait_text"}};
 
+// The average trip count is `vectors` times the bytes one of the widest
+// vectors of this machine holds, plus `extra`.
 struct HotCase {
   const char* name;
-  std::function<void(CommonData&, std::uint64_t unit)> tweak;
+  std::uint64_t vectors;
+  std::int64_t extra;
+  double totalTime;
+  std::uint64_t calls;
+  bool vectorized;
   double share;  // percent of the program's time
   bool topTenth;
-  std::vector<Made> trips;
-  std::vector<Made> granularity;
+  std::vector<Made> trips, granularity;
 };
 
-// `unit`: how many bytes one of the widest vectors of this machine holds.
+// 0.5 s over 1e8 entries: 5 ns each.
+constexpr std::uint64_t k1e8 = 100000000;
 const HotCase kHotCases[] = {
-    {"NoIterations", [](CommonData& d, std::uint64_t) { d.tripCountAverage = 0; }, 6.0, false, kLowTrips, {}},
-    {"BelowOneVector", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = unit - 1; }, 6.0, false,
-     kLowTrips, {}},
-    {"ExactlyOneVector", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = unit; }, 6.0, false, {}, {}},
-    {"JustAboveOneVector", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = unit + 1; }, 6.0, false,
-     kLowTrips, {}},
-    {"JustBelowTwoVectors", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = 2 * unit - 1; }, 6.0, false,
-     kLowTrips, {}},
-    {"TwoVectors", [](CommonData& d, std::uint64_t unit) { d.tripCountAverage = 2 * unit; }, 6.0, false, {}, {}},
-    {"LowTripsButCold", [](CommonData& d, std::uint64_t) { d.tripCountAverage = 3; }, 5.0, false, {}, {}},
-    {"LowTripsHotByRank", [](CommonData& d, std::uint64_t) { d.tripCountAverage = 3; }, 0.0, true, kLowTrips, {}},
-    {"LowTripsVectorized",
-     [](CommonData& d, std::uint64_t) {
-       d.tripCountAverage = 3;
-       d.isVectorized = true;
-     },
-     6.0, false, {}, {}},
-    // 0.5 s over 1e8 entries: 5 ns each.
-    {"ShortEntries",
-     [](CommonData& d, std::uint64_t unit) {
-       d.tripCountAverage = 4 * unit;
-       d.totalTime = 0.5;
-       d.callCount = 100000000;
-     },
-     11.0, false, {}, kLowGranularity},
-    {"EntriesOfExactlyTenNanoseconds",
-     [](CommonData& d, std::uint64_t unit) {
-       d.tripCountAverage = 4 * unit;
-       d.totalTime = 1.0;
-       d.callCount = 100000000;
-     },
-     11.0, false, {}, {}},
-    {"NoEntries",
-     [](CommonData& d, std::uint64_t unit) {
-       d.tripCountAverage = 4 * unit;
-       d.totalTime = 0.5;
-     },
-     11.0, false, {}, {}},
+    {"NoIterations", 0, 0, 0.0, 0, false, 6.0, false, kLowTrips, {}},
+    {"BelowOneVector", 1, -1, 0.0, 0, false, 6.0, false, kLowTrips, {}},
+    {"ExactlyOneVector", 1, 0, 0.0, 0, false, 6.0, false, {}, {}},
+    {"JustAboveOneVector", 1, 1, 0.0, 0, false, 6.0, false, kLowTrips, {}},
+    {"JustBelowTwoVectors", 2, -1, 0.0, 0, false, 6.0, false, kLowTrips, {}},
+    {"TwoVectors", 2, 0, 0.0, 0, false, 6.0, false, {}, {}},
+    {"LowTripsButCold", 0, 3, 0.0, 0, false, 5.0, false, {}, {}},
+    {"LowTripsHotByRank", 0, 3, 0.0, 0, false, 0.0, true, kLowTrips, {}},
+    {"LowTripsVectorized", 0, 3, 0.0, 0, true, 6.0, false, {}, {}},
+    {"ShortEntries", 4, 0, 0.5, k1e8, false, 11.0, false, {}, kLowGranularity},
+    {"EntriesOfExactlyTenNanoseconds", 4, 0, 1.0, k1e8, false, 11.0, false, {}, {}},
+    {"NoEntries", 4, 0, 0.5, 0, false, 11.0, false, {}, {}},
     // Granularity asks for twice the share that trip counts ask for.
-    {"ShortEntriesHotOnlyForTripCounts",
-     [](CommonData& d, std::uint64_t) {
-       d.tripCountAverage = 3;
-       d.totalTime = 0.5;
-       d.callCount = 100000000;
-     },
-     8.0, false, kLowTrips, {}},
-    {"ShortEntriesHotByRank",
-     [](CommonData& d, std::uint64_t) {
-       d.tripCountAverage = 3;
-       d.totalTime = 0.5;
-       d.callCount = 100000000;
-     },
-     0.0, true, kLowTrips, kLowGranularity},
+    {"ShortEntriesHotOnlyForTripCounts", 0, 3, 0.5, k1e8, false, 8.0, false, kLowTrips, {}},
+    {"ShortEntriesHotByRank", 0, 3, 0.5, k1e8, false, 0.0, true, kLowTrips, kLowGranularity},
 };
 
 class HotLoopTraits : public TraitTest, public testing::WithParamInterface<HotCase> {};
 
 TEST_P(HotLoopTraits, MadeForHotScalarInnermostLoops) {
   const HotCase& c = GetParam();
-  const std::uint64_t unit = static_cast<std::uint64_t>(SystemInfo().getMaxVectorLength() / 8);
+  const std::uint64_t unit = static_cast<std::uint64_t>(S().getMaxVectorLength() / 8);
   if (unit < 4) GTEST_SKIP() << "this machine has no vector registers to measure trip counts by";
   CommonData data = loopRecord();
-  c.tweak(data, unit);
+  data.tripCountAverage = c.vectors * unit + c.extra;
+  data.totalTime = c.totalTime;
+  data.callCount = c.calls;
+  data.isVectorized = c.vectorized;
   provider->records[row.get()] = data;
   provider->share[row.get()] = c.share;
   if (c.topTenth) provider->topTenth[row.get()] = true;
@@ -328,14 +264,10 @@ TEST_P(HotLoopTraits, MadeForHotScalarInnermostLoops) {
   EXPECT_TRUE(agreed);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, HotLoopTraits, testing::ValuesIn(kHotCases),
-                         [](const testing::TestParamInfo<HotCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Cases, HotLoopTraits, testing::ValuesIn(kHotCases), kCaseName);
 
 struct Part {
-  bool vectorBody;
-  bool vectorized;
-  bool peel;
-  bool remainder;
+  bool vectorBody, vectorized, peel, remainder;
   std::uint64_t trips;
   bool marked = false;
 };
@@ -346,6 +278,7 @@ constexpr Part peelPart(std::uint64_t trips) { return {false, false, true, false
 
 struct SplitCase {
   const char* name;
+  bool made;
   std::vector<Part> parts;
   double share = 6.0;
   bool split = true;
@@ -355,33 +288,30 @@ const std::vector<Made> kPeelRemainder = {{8, 142, "peel_remainder_trait_text"},
                                           {9, 135, "peel_remainder_trait_text"}};
 
 const SplitCase kSplitCases[] = {
-    {"TwoVectorIterationsAndARemainder", {vectorPart(2), remainderPart(3)}},
-    {"OneVectorIterationAndAPeel", {peelPart(7), vectorPart(1)}},
-    {"NoVectorIterations", {vectorPart(0), remainderPart(1)}},
-    {"TheShortestBodyCounts", {vectorPart(9), vectorPart(2), remainderPart(3)}},
-    {"VectorizedPeelCounts", {vectorPart(2), {false, true, true, false, 5}}},
+    {"TwoVectorIterationsAndARemainder", true, {vectorPart(2), remainderPart(3)}},
+    {"OneVectorIterationAndAPeel", true, {peelPart(7), vectorPart(1)}},
+    {"NoVectorIterations", true, {vectorPart(0), remainderPart(1)}},
+    {"TheShortestBodyCounts", true, {vectorPart(9), vectorPart(2), remainderPart(3)}},
+    {"VectorizedPeelCounts", true, {vectorPart(2), {false, true, true, false, 5}}},
     // A non-vectorized body part is scalar overhead of its own only when it
     // is also a peel or remainder.
-    {"ScalarRemainderMarkedAsBody", {vectorPart(2), {true, false, false, true, 5}}},
-};
-
-const SplitCase kSplitCasesWithout[] = {
-    {"ThreeVectorIterations", {vectorPart(3), remainderPart(3)}},
-    {"EmptyRemainder", {vectorPart(2), remainderPart(0)}},
+    {"ScalarRemainderMarkedAsBody", true, {vectorPart(2), {true, false, false, true, 5}}},
+    {"ThreeVectorIterations", false, {vectorPart(3), remainderPart(3)}},
+    {"EmptyRemainder", false, {vectorPart(2), remainderPart(0)}},
     // A vectorized remainder is a masked vector body, no scalar overhead.
-    {"VectorizedRemainder", {vectorPart(2), {false, true, false, true, 5}}},
-    {"NoVectorBody", {remainderPart(3), peelPart(2)}},
-    {"ScalarBody", {{true, false, false, false, 1}, remainderPart(3)}},
-    {"MarkedPartsAreSkipped", {{true, true, false, false, 1, true}, vectorPart(5), remainderPart(3)}},
-    {"MarkedRemainderIsSkipped", {vectorPart(1), {false, false, false, true, 4, true}}},
-    {"Cold", {vectorPart(2), remainderPart(3)}, 5.0},
-    {"NotSplit", {vectorPart(2), remainderPart(3)}, 6.0, false},
+    {"VectorizedRemainder", false, {vectorPart(2), {false, true, false, true, 5}}},
+    {"NoVectorBody", false, {remainderPart(3), peelPart(2)}},
+    {"ScalarBody", false, {{true, false, false, false, 1}, remainderPart(3)}},
+    {"MarkedPartsAreSkipped", false, {{true, true, false, false, 1, true}, vectorPart(5), remainderPart(3)}},
+    {"MarkedRemainderIsSkipped", false, {vectorPart(1), {false, false, false, true, 4, true}}},
+    {"Cold", false, {vectorPart(2), remainderPart(3)}, 5.0},
+    {"NotSplit", false, {vectorPart(2), remainderPart(3)}, 6.0, false},
 };
 
-class PeelRemainderTrait : public TraitTest, public testing::WithParamInterface<std::pair<SplitCase, bool>> {};
+class PeelRemainderTrait : public TraitTest, public testing::WithParamInterface<SplitCase> {};
 
 TEST_P(PeelRemainderTrait, MadeWhenTheVectorBodyDoesLittle) {
-  const auto& [c, made] = GetParam();
+  const SplitCase& c = GetParam();
   CommonData loop = loopRecord();
   loop.isVectorized = true;
   loop.isSplitLoop = c.split;
@@ -401,21 +331,11 @@ TEST_P(PeelRemainderTrait, MadeWhenTheVectorBodyDoesLittle) {
     provider->records[child.get()] = d;
   }
   bool agreed = false;
-  EXPECT_EQ(run(TraitPeelRemainder(provider), row, &agreed), made ? kPeelRemainder : std::vector<Made>{});
+  EXPECT_EQ(run(TraitPeelRemainder(provider), row, &agreed), c.made ? kPeelRemainder : std::vector<Made>{});
   EXPECT_TRUE(agreed);
 }
 
-std::vector<std::pair<SplitCase, bool>> splitCases() {
-  std::vector<std::pair<SplitCase, bool>> all;
-  for (const auto& c : kSplitCases) all.emplace_back(c, true);
-  for (const auto& c : kSplitCasesWithout) all.emplace_back(c, false);
-  return all;
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, PeelRemainderTrait, testing::ValuesIn(splitCases()),
-                         [](const testing::TestParamInfo<std::pair<SplitCase, bool>>& info) {
-                           return std::string(info.param.first.name);
-                         });
+INSTANTIATE_TEST_SUITE_P(Cases, PeelRemainderTrait, testing::ValuesIn(kSplitCases), kCaseName);
 
 // ---- Traits of what a loop calls.
 
