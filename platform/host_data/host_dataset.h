@@ -51,6 +51,7 @@ class HostDataset : public data_abstractions2::IDataset {
   // Building, by the loader only.
   /// Appends a row; the caller makes sure `id` is new.
   HostNode& addRow(std::uint64_t id);
+  void reserveRows(std::size_t count) { byId_.reserve(count); }
   HostNode& mutableRowAt(std::size_t index) { return rows_[index]; }
   HostNode* mutableFindRow(std::uint64_t id);
   void noteField(int id) { fields_.insert(id); }

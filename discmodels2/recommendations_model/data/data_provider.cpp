@@ -72,6 +72,7 @@ DataProvider::DataProvider(sptr_t<ISurveyingViewModel> viewModel, sptr_t<IResult
   if (!this->viewModel) return;
 
   sptr_t<IDataset> bottomUp = this->viewModel->getDataset(BottomUp);
+  if (bottomUp) commonData.reserve(bottomUp->rowCount());
   if (sptr_t<IDatasetHelper> helper = IDatasetHelper::create(bottomUp)) {
     auto loops = foundation::pool_allocate<SelfTimeLoopPairRowVisitHandler>(bottomUp);
     helper->visitRows(nullptr, loops, IDatasetHelper::PreVisit, nullptr);

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -89,7 +90,13 @@ class DataProvider : public IDataProvider {
   data_abstractions2::sptr_t<data_abstractions2::ISourceManager> sourceManager;
   LoopList loopsBySelfTime;
   std::map<data_abstractions2::DataType, RowIndex> rowsByFuncInst;
-  mutable std::map<data_abstractions2::row_t, CommonData> commonData;
+  struct RowHash {
+    std::size_t operator()(const data_abstractions2::row_t& row) const noexcept {
+      return std::hash<const void*>()(row.get());
+    }
+  };
+  /// One record per row, looked up for every question a detector asks.
+  mutable std::unordered_map<data_abstractions2::row_t, CommonData, RowHash> commonData;
   /// Call-tree rows with something beneath them that the walk over a loop's
   /// calls classifies, and the call tree they were found in.
   std::unordered_set<const data_abstractions2::INode<data_abstractions2::IRowSpecification>*> callTreeRowsWithCallsBelow;
