@@ -39,6 +39,7 @@ TEST(HostSourceManager, FillsLinesInTheResultsMode) {
   ASSERT_TRUE(manager(32)->fillAssemblerLines(code, lines, generator, {}));
   ASSERT_EQ(lines->size(), 1u);
   EXPECT_EQ((*lines)[0].text(), "call dword ptr [eax]");
+  EXPECT_TRUE((*lines)[0].operand(0).hasKind(KindMemory));
 }
 
 TEST(HostSourceManager, PassesPressureAndSymbols) {

@@ -1,4 +1,5 @@
 #include "platform/foundation/atomic_file.h"
+#include "platform/foundation/path.h"
 
 #include <stdlib.h>
 #include <sys/stat.h>
@@ -133,6 +134,21 @@ TEST_F(AtomicFileTest, NextWriterRemovesTemporariesOfDeadWriters) {
   std::string error;
   ASSERT_TRUE(write_file_atomically(target(), "whole", error)) << error;
   EXPECT_EQ(listing(), (std::set<std::string>{"report.txt", live, other}));
+}
+
+TEST(PathTest, Components) {
+  path_t p("/lib/x86_64/libc-2.31.so");
+  EXPECT_EQ(p.leaf(), "libc-2.31.so");
+  EXPECT_EQ(p.parent().str(), "/lib/x86_64");
+  EXPECT_EQ((path_t("/lib") / path_t("a.so")).str(), "/lib/a.so");
+  EXPECT_TRUE(path_t(static_cast<const char*>(nullptr)).empty());
+}
+
+TEST_F(AtomicFileTest, PathExistsOnlyForWhatIsThere) {
+  EXPECT_FALSE(path_t().exists());
+  EXPECT_FALSE(path_t(target()).exists());
+  std::ofstream(target()) << "x";
+  EXPECT_TRUE(path_t(target()).exists());
 }
 
 }  // namespace
