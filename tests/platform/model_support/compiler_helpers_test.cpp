@@ -13,6 +13,38 @@ namespace {
 
 using namespace data_models2::compiler_helpers;
 
+TEST(CompilerHelpersTest, ParseVersion) {
+  struct Case {
+    const char* text;
+    CompilerVersion expected;
+  };
+  const Case cases[] = {
+      {"2021.10.0", {2021, 10, 0}},
+      {"12.2", {12, 2, 0}},
+      {"16", {16, 0, 0}},
+      {"gcc version 12.2.0 (debian)", {12, 2, 0}},
+      {"19.1.2.254", {19, 1, 2}},
+      {"12.", {12, 0, 0}},
+      {"17.0-beta", {17, 0, 0}},
+      {"", {-1, -1, -1}},
+      {"unknown", {-1, -1, -1}},
+      {"99999999999.1", {-1, -1, -1}},
+      {"1.99999999999", {-1, -1, -1}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(parseVersion(c.text), c.expected);
+  }
+}
+
+TEST(CompilerHelpersTest, VersionsCompareFieldByField) {
+  EXPECT_LE(parseVersion("16"), parseVersion("16.0.0"));
+  EXPECT_GT(parseVersion("16.0.1"), parseVersion("16.0.0"));
+  EXPECT_LT(parseVersion("9.5"), parseVersion("10"));
+  // An unknown compiler counts as older than any known one.
+  EXPECT_LT(CompilerVersion{}, parseVersion("0.0.0"));
+}
+
 TEST(CompilerOptionsTest, OptionsKeepTheirArguments) {
   struct Case {
     const char* flags;
@@ -146,11 +178,6 @@ TEST(MainVectTypeTest, TypesOfEachKindAndTheirWidths) {
   EXPECT_TRUE(getDataTypesEqualTo(-1).empty());
 }
 
-}  // namespace
-
-namespace data_models2::compiler_helpers {
-namespace {
-
 TEST(CompilerNonVectorizationMessage, KnownNumbersHaveTextsOthersNameTheNumber) {
   struct Case {
     int number;
@@ -176,4 +203,3 @@ TEST(CompilerNonVectorizationMessage, KnownNumbersHaveTextsOthersNameTheNumber) 
 }
 
 }  // namespace
-}  // namespace data_models2::compiler_helpers

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/model_support/instruction_mix.h"
 #include "platform/model_support/isa_helpers.h"
 #include "tests/platform/model_support/stub_row.h"
 
@@ -129,6 +130,49 @@ TEST(MedianTripCountTest, FromTheLoopManager) {
   manager->median = 7;
   EXPECT_EQ(getMedianSourceTripCount(nullptr, nullptr, manager), 0);
   EXPECT_EQ(getMedianSourceTripCount(row, nullptr, nullptr), 0);
+}
+
+TEST(IsaHelpersTest, VectorLengthIsTheLargestReported) {
+  struct Case {
+    const char* text;
+    int expected;
+  };
+  const Case cases[] = {
+      {"4", 4},      {"2;4", 4},   {"8;2", 8},    {"4, 16", 16}, {" 2 ; 4 ", 4},
+      {"", 1},       {"n/a", 1},   {"4x;2", 2},   {"0", 1},      {"-8", 1},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    EXPECT_EQ(getVectorLength(c.text), c.expected);
+  }
+}
+
+class MixModel : public da::ISurveyingViewModel {
+ public:
+  da::sptr_t<da::IDataset> getDataset(int) const override { return nullptr; }
+  da::sptr_t<da::ILoopManager> getLoopManager() const override { return nullptr; }
+  da::generic_iterator_t<da::RoofItem> getRoofItems() const override { return {}; }
+  bool getFileLocators(int, std::vector<da::FileLocator>&) const override { return false; }
+  da::ProgramMetrics getProgramMetrics() const override { return {}; }
+  da::sptr_t<da::IAVX512FreqThrottlingModel> getAVX512FreqThrottlingModel() const override { return nullptr; }
+  da::CodeBlock getCodeBlock(int, const da::row_t&) const override { return {}; }
+  bool getInstructionMix(const da::row_t&, int kind, da::InstructionMix& mix) const override {
+    if (kind != da::MixDynamic) return false;
+    mix[1] = da::variant_t(42);
+    return true;
+  }
+};
+
+TEST(InstructionMixTest, ForwardsTheKindAndNeedsRowAndModel) {
+  auto model = foundation::pool_allocate<MixModel, da::ISurveyingViewModel>();
+  auto row = model_support_tests::stubRow();
+  da::InstructionMix mix;
+  EXPECT_FALSE(data_models2::getInstructionMixMap(row, model, da::MixStatic, mix));
+  EXPECT_TRUE(mix.empty());
+  EXPECT_TRUE(data_models2::getInstructionMixMap(row, model, da::MixDynamic, mix));
+  EXPECT_EQ(mix.size(), 1u);
+  EXPECT_FALSE(data_models2::getInstructionMixMap(nullptr, model, da::MixDynamic, mix));
+  EXPECT_FALSE(data_models2::getInstructionMixMap(row, nullptr, da::MixDynamic, mix));
 }
 
 }  // namespace

@@ -28,28 +28,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using data_abstractions2::column_t;
-using data_abstractions2::createIssueEx;
-using data_abstractions2::createRecommendation;
-using data_abstractions2::createRecommendationWithConfidence;
-using data_abstractions2::createRecommendationWithParameters;
-using data_abstractions2::createTraitRecord;
-using data_abstractions2::DataType;
-using data_abstractions2::FieldId;
-using data_abstractions2::IDataset;
-using data_abstractions2::IIssueEx;
-using data_abstractions2::IMetadata;
-using data_abstractions2::INode;
-using data_abstractions2::IRecommendation;
-using data_abstractions2::IRecommendationBase;
-using data_abstractions2::IRowSpecification;
-using data_abstractions2::ITrait;
-using data_abstractions2::row_lock_t;
-using data_abstractions2::row_t;
-using foundation::generic_iterator_t;
-using foundation::sptr_t;
-using foundation::variant_bag_t;
-using foundation::variant_t;
+using namespace data_abstractions2;
 
 using Dumper = IssuesDumper<DefaultDumpPolicy>;
 
@@ -395,11 +374,16 @@ class IssuesDumperTest : public ::testing::Test {
     return names;
   }
 
-  /// A populated tree and its report on disk.
-  sptr_t<FakeDataset> dumpedTree() {
+  /// A populated tree and its report on disk, passed through `edit`.
+  sptr_t<FakeDataset> dumpedTree(const std::function<void(std::string&)>& edit = {}) {
     auto dataset = makeDataset();
     populate(*dataset);
     EXPECT_TRUE(dumper(dataset).dumpIssuesReport());
+    if (edit) {
+      std::string text = readFile(report());
+      edit(text);
+      writeFile(report(), text);
+    }
     return dataset;
   }
 
@@ -466,20 +450,23 @@ TEST_F(IssuesDumperTest, NullEntriesAreLeftOut) {
   EXPECT_TRUE(dataset->row(3).traits().empty());
 }
 
-struct Corruption {
+/// A change to the written report; `fits` is what reportFitsRows answers after it.
+struct Edit {
   const char* name;
   std::function<void(std::string&)> apply;
-  friend void PrintTo(const Corruption& c, std::ostream* out) { *out << c.name; }
+  bool fits = true;
+  friend void PrintTo(const Edit& c, std::ostream* out) { *out << c.name; }
 };
 
-class RefusedReportTest : public IssuesDumperTest, public ::testing::WithParamInterface<Corruption> {};
+std::string editName(const ::testing::TestParamInfo<Edit>& info) { return info.param.name; }
+
+class EditedReportTest : public IssuesDumperTest, public ::testing::WithParamInterface<Edit> {};
+using RefusedReportTest = EditedReportTest;
+using AcceptedReportTest = EditedReportTest;
+using ReportFitsTest = EditedReportTest;
 
 TEST_P(RefusedReportTest, LeavesRowsUntouched) {
-  auto dataset = dumpedTree();
-  std::string text = readFile(report());
-  GetParam().apply(text);
-  writeFile(report(), text);
-
+  auto dataset = dumpedTree(GetParam().apply);
   const auto before = snapshot(*dataset);
   EXPECT_FALSE(dumper(dataset).assignIssuesReport());
   EXPECT_TRUE(snapshot(*dataset) == before);
@@ -503,47 +490,47 @@ std::function<void(std::string&)> swap(std::string from, std::string to) {
 INSTANTIATE_TEST_SUITE_P(
     Corruptions, RefusedReportTest,
     ::testing::Values(
-        Corruption{"Empty", [](std::string& t) { t.clear(); }},
-        Corruption{"TruncatedHalfway", [](std::string& t) { t.resize(t.size() / 2); }},
-        Corruption{"TruncatedBeforeClosingTag", [](std::string& t) { t.resize(t.rfind("</issues_report>")); }},
-        Corruption{"NotXml", [](std::string& t) { t = "Issues: 3\nRecommendations: 4\n"; }},
-        Corruption{"SecondTopElement", [](std::string& t) { t += "<issues_report/>"; }},
-        Corruption{"WrongRoot",
+        Edit{"Empty", [](std::string& t) { t.clear(); }},
+        Edit{"TruncatedHalfway", [](std::string& t) { t.resize(t.size() / 2); }},
+        Edit{"TruncatedBeforeClosingTag", [](std::string& t) { t.resize(t.rfind("</issues_report>")); }},
+        Edit{"NotXml", [](std::string& t) { t = "Issues: 3\nRecommendations: 4\n"; }},
+        Edit{"SecondTopElement", [](std::string& t) { t += "<issues_report/>"; }},
+        Edit{"WrongRoot",
                    [](std::string& t) {
                      replaceFirst(t, "<issues_report ", "<survey ");
                      replaceFirst(t, "</issues_report>", "</survey>");
                    }},
-        Corruption{"WrongVersion", swap(R"(report version="1")", R"(report version="2")")},
-        Corruption{"OtherFingerprint",
+        Edit{"WrongVersion", swap(R"(report version="1")", R"(report version="2")")},
+        Edit{"OtherFingerprint",
                    [](std::string& t) {
                      const std::size_t at = t.find("fingerprint=\"") + 13;
                      t[at] = t[at] == '0' ? '1' : '0';
                    }},
-        Corruption{"OtherRowCount", swap(R"(rows="5")", R"(rows="6")")},
-        Corruption{"UnknownRowId", swap(R"(<row id="10")", R"(<row id="11")")},
-        Corruption{"RowGivenTwice", swap(R"(<row id="10")", R"(<row id="3")")},
-        Corruption{"DanglingIssueRef", swap(R"(<issue ref="1" />)", R"(<issue ref="77" />)")},
-        Corruption{"DanglingRecommendationRef", swap(R"(<recommendation ref="2" />)", R"(<recommendation ref="7" />)")},
-        Corruption{"DanglingTraitRef", swap(R"(<trait ref="1" />)", R"(<trait ref="0" />)")},
-        Corruption{"IntegerOutOfKind", swap(R"(type="i8" value="-128")", R"(type="i8" value="-129")")},
-        Corruption{"BadBool", swap(R"(type="bool" value="true")", R"(type="bool" value="yes")")},
-        Corruption{"BadReal", swap(R"(type="f64" value="0.1")", R"(type="f64" value="0.1x")")},
-        Corruption{"UnknownKind", swap(R"(type="u16")", R"(type="u128")")},
-        Corruption{"BadHex", swap(R"(id-hex="6f6464)", R"(id-hex="6f646)")},
-        Corruption{"BothPlainAndHex", swap("id-hex=", R"(id="x" id-hex=)")},
-        Corruption{"BadFlags", swap(R"(flags="97")", R"(flags="-97")")},
-        Corruption{"BadFloatValue", swap(R"(value="0.25")", R"(value="quarter")")},
-        Corruption{"UnknownTrait", swap(R"(id="masked_stores")", R"(id="masked")")},
-        Corruption{"UnknownElement", swap("<rows>", R"(<rows><column id="1" />)")},
-        Corruption{"StrayText", swap("<rows>", "<rows>loose text")},
-        Corruption{"SectionRemoved",
+        Edit{"OtherRowCount", swap(R"(rows="5")", R"(rows="6")")},
+        Edit{"UnknownRowId", swap(R"(<row id="10")", R"(<row id="11")")},
+        Edit{"RowGivenTwice", swap(R"(<row id="10")", R"(<row id="3")")},
+        Edit{"DanglingIssueRef", swap(R"(<issue ref="1" />)", R"(<issue ref="77" />)")},
+        Edit{"DanglingRecommendationRef", swap(R"(<recommendation ref="2" />)", R"(<recommendation ref="7" />)")},
+        Edit{"DanglingTraitRef", swap(R"(<trait ref="1" />)", R"(<trait ref="0" />)")},
+        Edit{"IntegerOutOfKind", swap(R"(type="i8" value="-128")", R"(type="i8" value="-129")")},
+        Edit{"BadBool", swap(R"(type="bool" value="true")", R"(type="bool" value="yes")")},
+        Edit{"BadReal", swap(R"(type="f64" value="0.1")", R"(type="f64" value="0.1x")")},
+        Edit{"UnknownKind", swap(R"(type="u16")", R"(type="u128")")},
+        Edit{"BadHex", swap(R"(id-hex="6f6464)", R"(id-hex="6f646)")},
+        Edit{"BothPlainAndHex", swap("id-hex=", R"(id="x" id-hex=)")},
+        Edit{"BadFlags", swap(R"(flags="97")", R"(flags="-97")")},
+        Edit{"BadFloatValue", swap(R"(value="0.25")", R"(value="quarter")")},
+        Edit{"UnknownTrait", swap(R"(id="masked_stores")", R"(id="masked")")},
+        Edit{"UnknownElement", swap("<rows>", R"(<rows><column id="1" />)")},
+        Edit{"StrayText", swap("<rows>", "<rows>loose text")},
+        Edit{"SectionRemoved",
                    [](std::string& t) {
                      const std::size_t begin = t.find("<traits>");
                      t.erase(begin, t.find("</traits>") + 9 - begin);
                    }},
-        Corruption{"ParametersTooDeep", swap("</parameters>", nested(80) + "</parameters>")},
-        Corruption{"DocumentType", swap("<issues_report ", "<!DOCTYPE r [<!ENTITY e \"x\">]><issues_report ")},
-        Corruption{"DanglingRefBeforeItsSection",
+        Edit{"ParametersTooDeep", swap("</parameters>", nested(80) + "</parameters>")},
+        Edit{"DocumentType", swap("<issues_report ", "<!DOCTYPE r [<!ENTITY e \"x\">]><issues_report ")},
+        Edit{"DanglingRefBeforeItsSection",
                    [](std::string& t) {
                      // Rows first: their references are resolved only at the end.
                      const std::size_t begin = t.find("  <rows>");
@@ -553,13 +540,7 @@ INSTANTIATE_TEST_SUITE_P(
                      replaceFirst(rows, R"(<trait ref="1" />)", R"(<trait ref="9" />)");
                      t.insert(t.find("  <recommendations>"), rows);
                    }}),
-    [](const ::testing::TestParamInfo<Corruption>& info) { return std::string(info.param.name); });
-
-struct Rewrite {
-  const char* name;
-  std::function<void(std::string&)> apply;
-  friend void PrintTo(const Rewrite& c, std::ostream* out) { *out << c.name; }
-};
+    editName);
 
 /// Move the section that starts with `<name>` to the end of the root.
 std::function<void(std::string&)> sectionToEnd(std::string name) {
@@ -573,63 +554,44 @@ std::function<void(std::string&)> sectionToEnd(std::string name) {
   };
 }
 
-class AcceptedReportTest : public IssuesDumperTest, public ::testing::WithParamInterface<Rewrite> {};
-
 // Files the writer would not write but the format allows give the rows the
 // same findings.
 TEST_P(AcceptedReportTest, GivesTheSameFindings) {
-  auto dataset = dumpedTree();
-  std::string text = readFile(report());
-  GetParam().apply(text);
-  writeFile(report(), text);
+  auto dataset = dumpedTree(GetParam().apply);
   const auto before = snapshot(*dataset);
   clearAll(*dataset);
   ASSERT_TRUE(dumper(dataset).assignIssuesReport());
   expectSameFindings(before, *dataset);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rewrites, AcceptedReportTest,
-    ::testing::Values(Rewrite{"RecommendationsLast", sectionToEnd("recommendations")},
-                      Rewrite{"IssuesAndTraitsAfterRows",
-                              [](std::string& t) {
-                                sectionToEnd("issues")(t);
-                                sectionToEnd("traits")(t);
-                              }},
-                      Rewrite{"CommentsAndNoLayout",
-                              [](std::string& t) {
-                                replaceFirst(t, "<rows>\n", "<rows><!-- rows -->");
-                                replaceFirst(t, "\n  <traits>", "<traits>");
-                              }}),
-    [](const ::testing::TestParamInfo<Rewrite>& info) { return std::string(info.param.name); });
-
-struct HeadCase {
-  const char* name;
-  std::function<void(std::string&)> apply;
-  bool fits;
-  friend void PrintTo(const HeadCase& c, std::ostream* out) { *out << c.name; }
-};
-
-class ReportFitsTest : public IssuesDumperTest, public ::testing::WithParamInterface<HeadCase> {};
+INSTANTIATE_TEST_SUITE_P(Rewrites, AcceptedReportTest,
+                         ::testing::Values(Edit{"RecommendationsLast", sectionToEnd("recommendations")},
+                                           Edit{"IssuesAndTraitsAfterRows",
+                                                [](std::string& t) {
+                                                  sectionToEnd("issues")(t);
+                                                  sectionToEnd("traits")(t);
+                                                }},
+                                           Edit{"CommentsAndNoLayout",
+                                                [](std::string& t) {
+                                                  replaceFirst(t, "<rows>\n", "<rows><!-- rows -->");
+                                                  replaceFirst(t, "\n  <traits>", "<traits>");
+                                                }}),
+                         editName);
 
 TEST_P(ReportFitsTest, LooksAtTheRootAndTheEndOnly) {
-  auto dataset = dumpedTree();
-  std::string text = readFile(report());
-  GetParam().apply(text);
-  writeFile(report(), text);
-  EXPECT_EQ(dumper(dataset).reportFitsRows(), GetParam().fits);
+  EXPECT_EQ(dumper(dumpedTree(GetParam().apply)).reportFitsRows(), GetParam().fits);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Heads, ReportFitsTest,
-    ::testing::Values(HeadCase{"AsWritten", [](std::string&) {}, true},
+    ::testing::Values(Edit{"AsWritten", [](std::string&) {}, true},
                       // What lies between is not read: that is what makes it cheap.
-                      HeadCase{"DamagedInside", swap("<rows>", "<rows>loose text"), true},
-                      HeadCase{"CutShort", [](std::string& t) { t.resize(t.size() - 20); }, false},
-                      HeadCase{"OtherRowCount", swap(R"(rows="5")", R"(rows="6")"), false},
-                      HeadCase{"OtherVersion", swap(R"(report version="1")", R"(report version="2")"), false},
-                      HeadCase{"Empty", [](std::string& t) { t.clear(); }, false}),
-    [](const ::testing::TestParamInfo<HeadCase>& info) { return std::string(info.param.name); });
+                      Edit{"DamagedInside", swap("<rows>", "<rows>loose text"), true},
+                      Edit{"CutShort", [](std::string& t) { t.resize(t.size() - 20); }, false},
+                      Edit{"OtherRowCount", swap(R"(rows="5")", R"(rows="6")"), false},
+                      Edit{"OtherVersion", swap(R"(report version="1")", R"(report version="2")"), false},
+                      Edit{"Empty", [](std::string& t) { t.clear(); }, false}),
+    editName);
 
 TEST_F(IssuesDumperTest, RefusesReportOfAnotherResult) {
   // Same ids, but row 4 hangs under row 3: the findings would land on rows
@@ -747,9 +709,7 @@ INSTANTIATE_TEST_SUITE_P(Failures, DumpFailureTest,
                                            DumpFailure{"NoFileName", true, ""},
                                            DumpFailure{"MissingDirectory", true, "gone/issues.xml"},
                                            DumpFailure{"TargetIsDirectory", true, "taken"}),
-                         [](const ::testing::TestParamInfo<DumpFailure>& info) {
-                           return std::string(info.param.name);
-                         });
+                         [](const auto& info) { return std::string(info.param.name); });
 
 // The sample in docs/issues-xml.md is the report of this tree, byte for byte,
 // so the document cannot drift from the code. After a deliberate change of

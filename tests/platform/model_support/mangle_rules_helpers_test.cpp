@@ -39,18 +39,10 @@ TEST(VectorFunctionNameTest, ValidNamesAndTheirParts) {
       {"_ZGVdN4vl8_foo", isa::IsaTypeAvx2, 0, 4, {{ParamVector, 0, -1, 0}, {ParamLinear, 8, -1, 0}}, "foo"},
       {"_ZGVeN16ul_bar", isa::IsaTypeAvx512, 0, 16, {{ParamUniform, 0, -1, 0}, {ParamLinear, 1, -1, 0}}, "bar"},
       {"_ZGVbN4Ln4_f", isa::IsaTypeSse2, 0, 4, {{ParamLinearVal, -4, -1, 0}}, "f"},
-      {"_ZGVbN4Rs1u_f",
-       isa::IsaTypeSse2,
-       0,
-       4,
-       {{ParamLinearRef | ParamVariableStep, 0, 1, 0}, {ParamUniform, 0, -1, 0}},
-       "f"},
-      {"_ZGVdN4Ua32va16_g",
-       isa::IsaTypeAvx2,
-       0,
-       4,
-       {{ParamLinearUval | ParamAligned, 1, -1, 32}, {ParamVector | ParamAligned, 0, -1, 16}},
-       "g"},
+      {"_ZGVbN4Rs1u_f", isa::IsaTypeSse2, 0, 4,
+       {{ParamLinearRef | ParamVariableStep, 0, 1, 0}, {ParamUniform, 0, -1, 0}}, "f"},
+      {"_ZGVdN4Ua32va16_g", isa::IsaTypeAvx2, 0, 4,
+       {{ParamLinearUval | ParamAligned, 1, -1, 32}, {ParamVector | ParamAligned, 0, -1, 16}}, "g"},
       {"_ZGVeMxv_h", isa::IsaTypeAvx512, 1, 0, {{ParamVector, 0, -1, 0}}, "h"},
       // The scalar name may be a mangled name of its own, with underscores.
       {"_ZGVbN4v__Z3fooi", isa::IsaTypeSse2, 0, 4, {{ParamVector, 0, -1, 0}}, "_Z3fooi"},
@@ -59,20 +51,12 @@ TEST(VectorFunctionNameTest, ValidNamesAndTheirParts) {
       // uniform(s), aligned(p:64) uniform(p), and C++ linear(ref(r)).
       {"_ZGVdN4ln3_fneg", isa::IsaTypeAvx2, 0, 4, {{ParamLinear, -3, -1, 0}}, "fneg"},
       {"_ZGVdN4l-3_fneg", isa::IsaTypeAvx2, 0, 4, {{ParamLinear, -3, -1, 0}}, "fneg"},
-      {"_ZGVdN4ls1u_fvar",
-       isa::IsaTypeAvx2,
-       0,
-       4,
-       {{ParamLinear | ParamVariableStep, 0, 1, 0}, {ParamUniform, 0, -1, 0}},
-       "fvar"},
-      {"_ZGVdN4s1u_fvar",
-       isa::IsaTypeAvx2,
-       0,
-       4,
-       {{ParamLinear | ParamVariableStep, 0, 1, 0}, {ParamUniform, 0, -1, 0}},
-       "fvar"},
-      {"_ZGVdN4ua64v_fal", isa::IsaTypeAvx2, 0, 4, {{ParamUniform | ParamAligned, 0, -1, 64}, {ParamVector, 0, -1, 0}},
-       "fal"},
+      {"_ZGVdN4ls1u_fvar", isa::IsaTypeAvx2, 0, 4,
+       {{ParamLinear | ParamVariableStep, 0, 1, 0}, {ParamUniform, 0, -1, 0}}, "fvar"},
+      {"_ZGVdN4s1u_fvar", isa::IsaTypeAvx2, 0, 4,
+       {{ParamLinear | ParamVariableStep, 0, 1, 0}, {ParamUniform, 0, -1, 0}}, "fvar"},
+      {"_ZGVdN4ua64v_fal", isa::IsaTypeAvx2, 0, 4,
+       {{ParamUniform | ParamAligned, 0, -1, 64}, {ParamVector, 0, -1, 0}}, "fal"},
       {"_ZGVeN8R8__Z4frefRd", isa::IsaTypeAvx512, 0, 8, {{ParamLinearRef, 8, -1, 0}}, "_Z4frefRd"},
   };
   for (const Case& c : cases) {
@@ -126,11 +110,6 @@ TEST(VectorFunctionNameTest, InvalidNamesLeaveTheDescriptorAlone) {
   }
 }
 
-}  // namespace
-
-namespace data_models2::mangle_rules_helpers {
-namespace {
-
 // The variants gcc 12 and clang 14 emit for two `declare simd` functions
 // (nm of the objects, or clang's IR attributes, of
 //   #pragma omp declare simd notinbranch       double weight(double);
@@ -160,4 +139,3 @@ TEST(VectorFunctionNameTest, NamesGccAndClangEmitForDeclareSimd) {
 }
 
 }  // namespace
-}  // namespace data_models2::mangle_rules_helpers

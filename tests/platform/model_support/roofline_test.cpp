@@ -24,6 +24,8 @@ using data_models2::RoofClass;
 using foundation::variant_t;
 
 constexpr double G = 1e9;
+constexpr std::uint64_t B = 1000000000;
+constexpr auto F = da::OperationsFloat, I = da::OperationsInt;
 
 da::generic_iterator_t<RoofItem> items(std::vector<RoofItem> roofs) {
   return da::generic_iterator_t<RoofItem>(std::move(roofs));
@@ -145,21 +147,19 @@ TEST(RoofInterpolatorTest, ChoosesOrEstimatesTheComputeRoofOfTheCode) {
     std::uint64_t bits;
   };
   const Case cases[] = {
-      {"unknown float code: the highest float peak", {da::OperationsFloat, false, false, false}, 76800000000,
-       "DP Vector FMA Peak", 2 | 16 | 32},
-      {"vector FMA: exact", {da::OperationsFloat, true, true, true}, 76800000000, "DP Vector FMA Peak", 2 | 16 | 32},
-      {"vector add: half the FMA peak", {da::OperationsFloat, true, true, false}, 38400000000,
-       "DP Vector FMA Peak (estimated)", 2 | 16},
-      {"scalar add: exact", {da::OperationsFloat, true, false, false}, 9600000000, "Scalar Add Peak", 2},
-      {"scalar FMA: twice the scalar add", {da::OperationsFloat, true, false, true}, 19200000000,
-       "Scalar Add Peak (estimated)", 2 | 32},
+      {"unknown float code: the highest float peak", {F, false, false, false}, 76800000000, "DP Vector FMA Peak",
+       2 | 16 | 32},
+      {"vector FMA: exact", {F, true, true, true}, 76800000000, "DP Vector FMA Peak", 2 | 16 | 32},
+      {"vector add: half the FMA peak", {F, true, true, false}, 38400000000, "DP Vector FMA Peak (estimated)", 2 | 16},
+      {"scalar add: exact", {F, true, false, false}, 9600000000, "Scalar Add Peak", 2},
+      {"scalar FMA: twice the scalar add", {F, true, false, true}, 19200000000, "Scalar Add Peak (estimated)", 2 | 32},
       {"mixed counts as float", {da::OperationsMixed, false, false, false}, 76800000000, "DP Vector FMA Peak",
        2 | 16 | 32},
-      {"unknown int code", {da::OperationsInt, false, false, false}, 40000000000, "Int Vector Add Peak", 2 | 4 | 16},
-      {"scalar int: the vector peak over the lanes", {da::OperationsInt, true, false, false}, 5000000000,
+      {"unknown int code", {I, false, false, false}, 40000000000, "Int Vector Add Peak", 2 | 4 | 16},
+      {"scalar int: the vector peak over the lanes", {I, true, false, false}, 5000000000,
        "Int Vector Add Peak (estimated)", 2 | 4},
-      {"vector int FMA: twice the vector add", {da::OperationsInt, true, true, true}, 80000000000,
-       "Int Vector Add Peak (estimated)", 2 | 4 | 16 | 32},
+      {"vector int FMA: twice the vector add", {I, true, true, true}, 80000000000, "Int Vector Add Peak (estimated)",
+       2 | 4 | 16 | 32},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -189,7 +189,7 @@ TEST(RoofInterpolatorTest, LanesComeFromTheMachineAndMissingKindsStandIn) {
   // Only floating-point peaks: integer code is set against them.
   auto floatOnly = data_models2::createRoofInterpolator(avx512(), items({{"DP Vector FMA Peak", 64, 2 | 16 | 32}}));
   RoofItem roof;
-  ASSERT_TRUE(floatOnly->getComputeRoof({da::OperationsInt, true, false, false}, da::IRooflineInfo::AllThreads, roof));
+  ASSERT_TRUE(floatOnly->getComputeRoof({I, true, false, false}, da::IRooflineInfo::AllThreads, roof));
   EXPECT_EQ(roof.value, 4u);  // 64 / 2 / 8 lanes
   EXPECT_EQ(roof.secondWord, 2u);
 
@@ -209,16 +209,13 @@ TEST(RooflineRowInfoTest, PointFromOwnFiguresOrTotals) {
     double ai, performance;
   };
   const Case cases[] = {
-      {"own figures over self time", {2000000000, 1000000000, 0, 0, 0, false}, 2.0, 8.0, true, 2.0, 1 * G},
-      {"totals over total time", {2000000000, 1000000000, 6000000000, 2000000000, 0, true}, 2.0, 3.0, true, 3.0,
-       2 * G},
-      {"call stacks without totals keep the own figures", {2000000000, 1000000000, 0, 0, 0, true}, 2.0, 3.0, true,
-       2.0, 1 * G},
-      {"totals are not read without call stacks", {2000000000, 1000000000, 6000000000, 2000000000, 0, false}, 2.0,
-       3.0, true, 2.0, 1 * G},
-      {"no bytes", {2000000000, 0, 0, 0, 0, false}, 2.0, 2.0, false, 0.0, 0.0},
+      {"own figures over self time", {2 * B, B, 0, 0, 0, false}, 2.0, 8.0, true, 2.0, 1 * G},
+      {"totals over total time", {2 * B, B, 6 * B, 2 * B, 0, true}, 2.0, 3.0, true, 3.0, 2 * G},
+      {"call stacks without totals keep the own figures", {2 * B, B, 0, 0, 0, true}, 2.0, 3.0, true, 2.0, 1 * G},
+      {"totals are not read without call stacks", {2 * B, B, 6 * B, 2 * B, 0, false}, 2.0, 3.0, true, 2.0, 1 * G},
+      {"no bytes", {2 * B, 0, 0, 0, 0, false}, 2.0, 2.0, false, 0.0, 0.0},
       {"no operations", {0, 1000, 0, 0, 0, false}, 2.0, 2.0, false, 0.0, 0.0},
-      {"no time", {2000000000, 1000000000, 0, 0, 0, false}, 1e-12, 2.0, false, 0.0, 0.0},
+      {"no time", {2 * B, B, 0, 0, 0, false}, 1e-12, 2.0, false, 0.0, 0.0},
   };
   const da::row_t row = model_support_tests::stubRow();
   const auto interpolator = data_models2::createRoofInterpolator(avx512(), items(machineRoofs()));

@@ -108,6 +108,9 @@ class RecordingTask : public BaseLongOperationTask {
   std::atomic<bool> canceled_{false};
 };
 
+/// The journal of one task "t" that ran to its end.
+const std::vector<std::string> kRanT = {"t:started", "t:do", "t:finished", "t:destroyed"};
+
 sptr_t<RecordingTask> makeTask(const std::string& label, journal_t& journal, options_t options = {},
                                std::latch* destroyed = nullptr) {
   return foundation::pool_allocate<RecordingTask>(label, journal, options, destroyed);
@@ -126,8 +129,7 @@ TEST(Scheduler, RunsTheStepsInOrderOffTheCallersThreadThenReleasesTheTask) {
     journal_t journal;
     ASSERT_TRUE(scheduler->schedule(makeTask("t", journal, {c.isLong, c.needsService}), "group/t"));
     scheduler->waitForTask("group/t");
-    EXPECT_EQ(journal.snapshot(),
-              (std::vector<std::string>{"t:started", "t:do", "t:finished", "t:destroyed"}));
+    EXPECT_EQ(journal.snapshot(), kRanT);
     for (std::thread::id id : journal.threads) {
       EXPECT_NE(id, std::this_thread::get_id());
       EXPECT_EQ(id, journal.threads.front());
@@ -188,7 +190,7 @@ TEST(Scheduler, CancelTaskAndWaitEndsARunningLongTask) {
   scheduler->cancelTaskAndWait("t");
   EXPECT_FALSE(scheduler->hasTask("t"));
   EXPECT_EQ(stoppedBy, raw);
-  EXPECT_EQ(journal.snapshot(), (std::vector<std::string>{"t:started", "t:do", "t:finished", "t:destroyed"}));
+  EXPECT_EQ(journal.snapshot(), kRanT);
 }
 
 TEST(Scheduler, ATaskCancelledWhileQueuedStillGetsAllItsCalls) {
@@ -201,11 +203,9 @@ TEST(Scheduler, ATaskCancelledWhileQueuedStillGetsAllItsCalls) {
   scheduler->cancelTask("late");
   gate.release();
   scheduler->waitForTask("late");
-  auto steps = journal.snapshot();
   std::vector<std::string> late;
-  for (const std::string& s : steps) {
+  for (const std::string& s : journal.snapshot())
     if (s.rfind("late:", 0) == 0) late.push_back(s);
-  }
   EXPECT_EQ(late, (std::vector<std::string>{"late:started", "late:do(canceled)", "late:finished", "late:destroyed"}));
 }
 
@@ -236,11 +236,9 @@ TEST(Scheduler, TasksUnderOneNameAreCountedAndCancelledTogether) {
 TEST(Scheduler, ATaskThatThrowsIsStillFinishedAndReleased) {
   auto scheduler = IScheduler::create();
   journal_t journal;
-  options_t throwing;
-  throwing.throwInDoTask = true;
-  ASSERT_TRUE(scheduler->schedule(makeTask("t", journal, throwing), "t"));
+  ASSERT_TRUE(scheduler->schedule(makeTask("t", journal, {.throwInDoTask = true}), "t"));
   scheduler->waitForTask("t");
-  EXPECT_EQ(journal.snapshot(), (std::vector<std::string>{"t:started", "t:do", "t:finished", "t:destroyed"}));
+  EXPECT_EQ(journal.snapshot(), kRanT);
 }
 
 /// Waits for its own name from inside DoTask, as a host callback reached
