@@ -44,6 +44,30 @@ std::string slurp(const fs::path& path) {
   return text.str();
 }
 
+// Replaces the first `from` in `file` by `to`; the case fails when absent.
+void edit(const fs::path& file, const std::string& from, const std::string& to) {
+  std::string text = slurp(file);
+  const std::size_t at = text.find(from);
+  ASSERT_NE(at, std::string::npos) << from;
+  text.replace(at, from.size(), to);
+  std::ofstream(file.string(), std::ios::trunc | std::ios::binary) << text;
+}
+
+/// Ways to break a result directory.
+using Break = std::function<void(const fs::path&)>;
+Break replaceIn(std::string from, std::string to) {
+  return [=](const fs::path& d) { edit(d / "result.json", from, to); };
+}
+Break writeTo(std::string file, std::string text) {
+  return [=](const fs::path& d) { std::ofstream((d / file).string(), std::ios::trunc | std::ios::binary) << text; };
+}
+Break inPlaceOfResult(void (*make)(const char* file)) {
+  return [=](const fs::path& d) {
+    fs::remove(d / "result.json");
+    make((d / "result.json").c_str());
+  };
+}
+
 class CliTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -65,12 +89,12 @@ class CliTest : public ::testing::Test {
     return target;
   }
 
-  ToolRun run(const std::string& args) {
+  ToolRun run(const std::string& args, const std::string& environment = "") {
     ToolRun r;
     const fs::path out = dir_ / "stdout.txt";
     const fs::path err = dir_ / "stderr.txt";
-    const std::string command =
-        std::string("'") + NIMBEX_CL_PATH + "' " + args + " >'" + out.string() + "' 2>'" + err.string() + "'";
+    const std::string command = environment + " '" + NIMBEX_CL_PATH + "' " + args + " >'" + out.string() + "' 2>'" +
+                                err.string() + "'";
     const int status = std::system(command.c_str());
     r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     r.out = slurp(out);
@@ -79,6 +103,10 @@ class CliTest : public ::testing::Test {
   }
 
   std::string project() const { return "'" + dir_.string() + "'"; }
+  /// The issues report of the result `exp`, with `more` options.
+  std::string issues(const std::string& more = "", const std::string& exp = "basic") const {
+    return "-report issues -project-dir " + project() + " --exp-dir " + exp + (more.empty() ? "" : " " + more);
+  }
 
   fs::path dir_;
 };
@@ -86,7 +114,8 @@ class CliTest : public ::testing::Test {
 TEST_F(CliTest, ExitCodesAndOneLineErrors) {
   fs::path broken = dir_ / "broken";
   fs::create_directories(broken);
-  std::ofstream(( broken / "result.json").string()) << R"({"format": "nimbex-result", "version": 1, "bottomUp": {"rows": [{"id": 1, "children": [7]}]}})";
+  std::ofstream((broken / "result.json").string())
+      << R"({"format": "nimbex-result", "version": 1, "bottomUp": {"rows": [{"id": 1, "children": [7]}]}})";
 
   struct Case {
     std::string args;
@@ -97,9 +126,9 @@ TEST_F(CliTest, ExitCodesAndOneLineErrors) {
       {"--help", 0, ""},
       {"--version", 0, ""},
       {"-report issues", 2, "missing -project-dir"},
-      {"-report issues -project-dir " + project() + " --exp-dir basic -format=pdf", 2, "-format=text, xml, html or sarif"},
-      {"-report issues -project-dir " + project() + " --exp-dir nowhere", 3, "no such result directory"},
-      {"-report issues -project-dir " + project() + " --exp-dir broken", 3, "result.json: /bottomUp/rows/0"},
+      {issues("-format=pdf"), 2, "-format=text, xml, html or sarif"},
+      {issues("", "nowhere"), 3, "no such result directory"},
+      {issues("", "broken"), 3, "result.json: /bottomUp/rows/0"},
   };
   for (const Case& c : cases) {
     ToolRun r = run(c.args);
@@ -113,7 +142,7 @@ TEST_F(CliTest, ExitCodesAndOneLineErrors) {
 
 TEST_F(CliTest, TextReportShowsTheConversionsIssueWithRealTexts) {
   copyExample("basic");
-  ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic");
+  ToolRun r = run(issues());
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_NE(r.out.find("Issue: Data type conversions"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("Recommendation [confidence: low]"), std::string::npos) << r.out;
@@ -138,8 +167,7 @@ TEST_F(CliTest, TextReportShowsTheConversionsIssueWithRealTexts) {
 TEST_F(CliTest, XmlReportIsWhatTheLibraryReadsBack) {
   fs::path result = copyExample("basic");
   const fs::path report = dir_ / "out.xml";
-  ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic -format=xml --report-output '" +
-              report.string() + "'");
+  ToolRun r = run(issues("-format=xml --report-output '" + report.string() + "'"));
   ASSERT_EQ(r.exitCode, 0) << r.err;
   ASSERT_TRUE(fs::exists(report));
 
@@ -164,26 +192,19 @@ TEST_F(CliTest, XmlReportIsWhatTheLibraryReadsBack) {
 TEST_F(CliTest, MissingCatalogueWarnsOnceAndFallsBackToKeys) {
   copyExample("basic");
   fs::create_directories(dir_ / "empty-messages");
-  ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic");
-  ASSERT_EQ(r.exitCode, 0);
-  const std::string env = "NIMBEX_MESSAGES_DIR='" + (dir_ / "empty-messages").string() + "' ";
-  const fs::path out = dir_ / "o.txt";
-  const fs::path err = dir_ / "e.txt";
-  const std::string command = env + "'" + NIMBEX_CL_PATH + "' -report issues -project-dir " + project() +
-                              " --exp-dir basic --rescan >'" + out.string() + "' 2>'" + err.string() + "'";
-  ASSERT_EQ(std::system(command.c_str()), 0);
-  const std::string errText = slurp(err);
-  EXPECT_NE(errText.find("warning"), std::string::npos) << errText;
-  EXPECT_EQ(errText.find("warning"), errText.rfind("warning")) << "warned more than once: " << errText;
-  EXPECT_NE(slurp(out).find("type_conversions_issue_title"), std::string::npos);
+  ASSERT_EQ(run(issues()).exitCode, 0);
+  ToolRun r = run(issues("--rescan"), "NIMBEX_MESSAGES_DIR='" + (dir_ / "empty-messages").string() + "'");
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.err.find("warning"), std::string::npos) << r.err;
+  EXPECT_EQ(r.err.find("warning"), r.err.rfind("warning")) << "warned more than once: " << r.err;
+  EXPECT_NE(r.out.find("type_conversions_issue_title"), std::string::npos);
 }
 
 TEST_F(CliTest, SecondRunReadsTheReportAndPrintsTheSame) {
   copyExample("basic");
-  const std::string args = "-report issues -project-dir " + project() + " --exp-dir basic --verbose";
-  ToolRun first = run(args);
-  ToolRun second = run(args);
-  ToolRun forced = run(args + " --rescan");
+  ToolRun first = run(issues("--verbose"));
+  ToolRun second = run(issues("--verbose"));
+  ToolRun forced = run(issues("--verbose --rescan"));
   ASSERT_EQ(first.exitCode, 0) << first.err;
   ASSERT_EQ(second.exitCode, 0) << second.err;
   ASSERT_EQ(forced.exitCode, 0) << forced.err;
@@ -237,25 +258,17 @@ TEST_F(CliTest, InterruptLeavesNoReportAndExitsWithTheSignalsCode) {
   }
 }
 
-}  // namespace
-
-namespace {
-
 // A scan that fails on a row must not look like one that found nothing:
 // exit 3, one line naming the row, and nothing written that a later run
 // would trust.
 TEST_F(CliTest, ScanThatFailsOnARowWritesNothingAndSaysWhere) {
   const fs::path result = copyExample("basic");
-  std::string json = slurp(result / "result.json");
   // A source file name that ends in its dot is malformed; the fill refuses it.
-  const std::string file = "\"SourceFile\": \"/home/ana/heat/src/relax.cpp\"";
-  const std::size_t at = json.find(file);
-  ASSERT_NE(at, std::string::npos);
-  json.replace(at, file.size(), "\"SourceFile\": \"/home/ana/heat/src/relax.\"");
-  std::ofstream((result / "result.json").string(), std::ios::trunc) << json;
+  edit(result / "result.json", "\"SourceFile\": \"/home/ana/heat/src/relax.cpp\"",
+       "\"SourceFile\": \"/home/ana/heat/src/relax.\"");
 
   for (const char* format : {"-format=text", "-format=xml"}) {
-    ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic " + format);
+    ToolRun r = run(issues(format));
     EXPECT_EQ(r.exitCode, 3) << r.err;
     EXPECT_NE(r.err.find("the scan failed at row 1 (relax(Grid&, Grid const&)) in /home/ana/heat/src/relax.:"),
               std::string::npos)
@@ -268,20 +281,16 @@ TEST_F(CliTest, ScanThatFailsOnARowWritesNothingAndSaysWhere) {
   }
 }
 
-}  // namespace
-
-namespace {
-
 // A session value of the wrong kind must not quietly change the findings:
 // it is named in one warning and the result's own value stands. A session
 // file that can't be read is left as it was.
 TEST_F(CliTest, BadSessionValuesAreWarnedAboutAndChangeNothing) {
   const fs::path result = copyExample("basic");
-  ToolRun clean = run("-report issues -project-dir " + project() + " --exp-dir basic --rescan");
+  ToolRun clean = run(issues("--rescan"));
   ASSERT_EQ(clean.exitCode, 0) << clean.err;
 
   std::ofstream((result / "session.json").string(), std::ios::trunc) << R"({"totalElapsedTime": "soon"})";
-  ToolRun wrongKind = run("-report issues -project-dir " + project() + " --exp-dir basic --rescan");
+  ToolRun wrongKind = run(issues("--rescan"));
   EXPECT_EQ(wrongKind.exitCode, 0) << wrongKind.err;
   EXPECT_EQ(wrongKind.out, clean.out);
   std::istringstream lines(wrongKind.err);
@@ -295,22 +304,9 @@ TEST_F(CliTest, BadSessionValuesAreWarnedAboutAndChangeNothing) {
 
   const std::string broken = "{\"hostKey\": 1, ";
   std::ofstream((result / "session.json").string(), std::ios::trunc) << broken;
-  ToolRun damaged = run("-report issues -project-dir " + project() + " --exp-dir basic");
+  ToolRun damaged = run(issues());
   EXPECT_EQ(damaged.exitCode, 0) << damaged.err;
   EXPECT_EQ(slurp(result / "session.json"), broken);
-}
-
-}  // namespace
-
-namespace {
-
-// Replaces the first `from` in `file` by `to`; the case fails when absent.
-void edit(const fs::path& file, const std::string& from, const std::string& to) {
-  std::string text = slurp(file);
-  const std::size_t at = text.find(from);
-  ASSERT_NE(at, std::string::npos) << from;
-  text.replace(at, from.size(), to);
-  std::ofstream(file.string(), std::ios::trunc | std::ios::binary) << text;
 }
 
 struct FileState {
@@ -334,59 +330,42 @@ std::map<std::string, FileState> filesOf(const fs::path& dir) {
 // file and the place; a refused result is left byte for byte as it was,
 // modes included, and a file of ours that can't be read is never replaced.
 TEST_F(CliTest, BrokenInputIsAnsweredAndLeftAsItWas) {
-  using Break = std::function<void(const fs::path&)>;
   struct Case {
     const char* name;
     Break breakIt;
     int exitCode;
     std::string errFragment;
-    const char* kept;  // the file that must stay as it was; null: all of them
+    const char* kept = nullptr;  // the file that must stay as it was; null: all of them
   };
   const Case cases[] = {
       {"truncated", [](const fs::path& d) { fs::resize_file(d / "result.json", 700); }, 3,
-       "result.json: not valid JSON at line", nullptr},
-      {"wrong type", [](const fs::path& d) { edit(d / "result.json", "\"SelfTime\": 0.01", "\"SelfTime\": \"fast\""); },
-       3, "/fields/SelfTime: expected a number, got a string", nullptr},
-      {"null tree", [](const fs::path& d) { edit(d / "result.json", "\"bottomUp\": {", "\"bottomUp\": null, \"x-was\": {"); },
-       3, "result.json: /bottomUp: expected an object, got null", nullptr},
-      {"number out of range",
-       [](const fs::path& d) { edit(d / "result.json", "\"InnerLoopCount\": { \"u64\": 1 }", "\"InnerLoopCount\": { \"u64\": -1 }"); },
-       3, "/fields/InnerLoopCount", nullptr},
-      {"dangling child", [](const fs::path& d) { edit(d / "result.json", "\"children\": [2]", "\"children\": [987654]"); },
-       3, "result.json: /bottomUp/rows/0", nullptr},
-      {"duplicate id", [](const fs::path& d) { edit(d / "result.json", "{ \"id\": 2,", "{ \"id\": 1,"); }, 3,
-       "result.json: /bottomUp/rows/1", nullptr},
-      {"invalid UTF-8", [](const fs::path& d) { edit(d / "result.json", "relax.cpp", "relax\xC3\x28.cpp"); }, 3,
-       "result.json: not valid JSON", nullptr},
-      {"control characters in a key",
-       [](const fs::path& d) { edit(d / "result.json", "\"frozen\":", "\"fro\\u001b[2Jzen\": 0, \"frozen\":"); }, 3,
-       "/fro\\u001b[2Jzen: unknown key", nullptr},
-      {"empty file", [](const fs::path& d) { std::ofstream((d / "result.json").string(), std::ios::trunc); }, 3,
-       "result.json: not valid JSON at line 1, column 1", nullptr},
-      {"binary file",
-       [](const fs::path& d) { std::ofstream((d / "result.json").string(), std::ios::trunc) << std::string("\x7f" "ELF\x02\x01\x01\0\0", 9); },
-       3, "result.json: not valid JSON at line 1, column 1", nullptr},
-      {"directory in place of the file",
-       [](const fs::path& d) {
-         fs::remove(d / "result.json");
-         fs::create_directory(d / "result.json");
-       },
-       3, "result.json: is a directory", nullptr},
-      {"FIFO in place of the file",
-       [](const fs::path& d) {
-         fs::remove(d / "result.json");
-         ::mkfifo((d / "result.json").c_str(), 0600);
-       },
-       3, "result.json: is not a regular file", nullptr},
+       "result.json: not valid JSON at line"},
+      {"wrong type", replaceIn("\"SelfTime\": 0.01", "\"SelfTime\": \"fast\""), 3,
+       "/fields/SelfTime: expected a number, got a string"},
+      {"null tree", replaceIn("\"bottomUp\": {", "\"bottomUp\": null, \"x-was\": {"), 3,
+       "result.json: /bottomUp: expected an object, got null"},
+      {"number out of range", replaceIn("\"InnerLoopCount\": { \"u64\": 1 }", "\"InnerLoopCount\": { \"u64\": -1 }"), 3,
+       "/fields/InnerLoopCount"},
+      {"dangling child", replaceIn("\"children\": [2]", "\"children\": [987654]"), 3, "result.json: /bottomUp/rows/0"},
+      {"duplicate id", replaceIn("{ \"id\": 2,", "{ \"id\": 1,"), 3, "result.json: /bottomUp/rows/1"},
+      {"invalid UTF-8", replaceIn("relax.cpp", "relax\xC3\x28.cpp"), 3, "result.json: not valid JSON"},
+      {"control characters in a key", replaceIn("\"frozen\":", "\"fro\\u001b[2Jzen\": 0, \"frozen\":"), 3,
+       "/fro\\u001b[2Jzen: unknown key"},
+      {"empty file", writeTo("result.json", ""), 3, "result.json: not valid JSON at line 1, column 1"},
+      {"binary file", writeTo("result.json", std::string("\x7f" "ELF\x02\x01\x01\0\0", 9)), 3,
+       "result.json: not valid JSON at line 1, column 1"},
+      {"directory in place of the file", inPlaceOfResult([](const char* f) { fs::create_directory(f); }), 3,
+       "result.json: is a directory"},
+      {"FIFO in place of the file", inPlaceOfResult([](const char* f) { ::mkfifo(f, 0600); }), 3,
+       "result.json: is not a regular file"},
       {"a report that is not ours",
        [](const fs::path& d) {
-         std::ofstream((d / "issues.xml").string()) << "my notes, not a report\n";
-         std::ofstream((d / "session.json").string()) << R"({"issues_cache_actual": true})";
+         writeTo("issues.xml", "my notes, not a report\n")(d);
+         writeTo("session.json", R"({"issues_cache_actual": true})")(d);
        },
        0, "issues.xml: is not a findings report; left as it is", "issues.xml"},
-      {"a session file that does not parse",
-       [](const fs::path& d) { std::ofstream((d / "session.json").string()) << "{\"hostKey\": [1, "; }, 0,
-       "session.json: ", "session.json"},
+      {"a session file that does not parse", writeTo("session.json", "{\"hostKey\": [1, "), 0, "session.json: ",
+       "session.json"},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -395,7 +374,7 @@ TEST_F(CliTest, BrokenInputIsAnsweredAndLeftAsItWas) {
     ::chmod((result / "result.json").c_str(), 0600);
     c.breakIt(result);
     const auto before = filesOf(result);
-    ToolRun r = run("-report issues -project-dir " + project() + " --exp-dir basic");
+    ToolRun r = run(issues());
     EXPECT_EQ(r.exitCode, c.exitCode) << r.err;
     EXPECT_NE(r.err.find(c.errFragment), std::string::npos) << r.err;
     if (c.exitCode != 0) {
@@ -412,10 +391,6 @@ TEST_F(CliTest, BrokenInputIsAnsweredAndLeftAsItWas) {
   }
 }
 
-}  // namespace
-
-namespace {
-
 ino_t inodeOf(const fs::path& path) {
   struct stat st;
   return ::stat(path.c_str(), &st) == 0 ? st.st_ino : 0;
@@ -425,13 +400,12 @@ ino_t inodeOf(const fs::path& path) {
 // leaves it alone, and asking for it elsewhere copies it.
 TEST_F(CliTest, TheReportIsWrittenOnce) {
   const fs::path result = copyExample("basic");
-  ASSERT_EQ(run("-report issues -project-dir " + project() + " --exp-dir basic -format=xml").exitCode, 0);
+  ASSERT_EQ(run(issues("-format=xml")).exitCode, 0);
   const ino_t first = inodeOf(result / "issues.xml");
   ASSERT_NE(first, 0u);
 
   const fs::path copy = dir_ / "copy.xml";
-  ToolRun cached = run("-report issues -project-dir " + project() + " --exp-dir basic -format=xml --report-output '" +
-                       copy.string() + "'");
+  ToolRun cached = run(issues("-format=xml --report-output '" + copy.string() + "'"));
   ASSERT_EQ(cached.exitCode, 0) << cached.err;
   EXPECT_EQ(inodeOf(result / "issues.xml"), first) << "the stored report was written again";
   EXPECT_EQ(slurp(copy), slurp(result / "issues.xml"));

@@ -53,13 +53,6 @@ TEST(ProgressBar, DrawsOnlyWhenEnabledAndOncePerPercent) {
   }
 }
 
-TEST(ProgressBar, CancelIsSeenFromAnotherThread) {
-  ProgressBar bar(nullptr, false);
-  EXPECT_FALSE(bar.isCanceled());
-  std::thread([&] { bar.cancel(); }).join();
-  EXPECT_TRUE(bar.isCanceled());
-}
-
 TEST(ProgressBar, StepsFromSeveralThreadsAllCount) {
   ProgressBar bar(nullptr, false);
   bar.start("x", 4000.0);

@@ -1,10 +1,14 @@
-// What the library makes of a generated result: loops call nothing of their
+// Generated results must load, have the promised shape, and be the same for
+// the same seed. What the library makes of them: loops call nothing of their
 // own, every loop's code decodes, and the mix of loop kinds is wide enough
 // that detectors find something on some loops and not on all.
 
+#include <algorithm>
 #include <cstddef>
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include <unistd.h>
@@ -24,11 +28,53 @@ namespace {
 namespace da = data_abstractions2;
 namespace fs = std::filesystem;
 
+std::string scratch(const std::string& name) {
+  const std::string dir = testing::TempDir() + "/nimbex_gen_" + name;
+  fs::remove_all(dir);
+  return dir;
+}
+
+std::string contents(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+TEST(Generator, SameSeedSameBytes) {
+  nimbex_gen::Options options;
+  options.rows = 200;
+  options.callTree = true;
+  std::string error;
+  std::string texts[3];
+  const std::uint64_t seeds[3] = {5, 5, 6};
+  for (int i = 0; i < 3; ++i) {
+    options.seed = seeds[i];
+    options.outputDir = scratch("seed" + std::to_string(i));
+    ASSERT_TRUE(nimbex_gen::writeSyntheticResult(options, error)) << error;
+    texts[i] = contents(options.outputDir + "/result.json");
+  }
+  EXPECT_EQ(texts[0], texts[1]);
+  EXPECT_NE(texts[0], texts[2]);
+}
+
+TEST(Generator, RejectsUnknownShapeAndMissingDirectory) {
+  nimbex_gen::Shape shape = nimbex_gen::Shape::Wide;
+  EXPECT_FALSE(nimbex_gen::parseShape("tall", shape));
+  EXPECT_TRUE(nimbex_gen::parseShape("deep", shape));
+  EXPECT_EQ(shape, nimbex_gen::Shape::Deep);
+
+  nimbex_gen::Options options;
+  std::string error;
+  EXPECT_FALSE(nimbex_gen::writeSyntheticResult(options, error));
+  EXPECT_EQ(error, "no output directory");
+}
+
 class GeneratedFacts : public testing::TestWithParam<nimbex_gen::Shape> {
  protected:
   void SetUp() override {
     nimbex_gen::Options options;
-    options.rows = 600;
+    options.rows = kRows;
     options.shape = GetParam();
     options.callTree = true;
     options.machineCode = true;
@@ -39,6 +85,9 @@ class GeneratedFacts : public testing::TestWithParam<nimbex_gen::Shape> {
     fs::remove_all(options.outputDir);
     std::string error;
     ASSERT_TRUE(nimbex_gen::writeSyntheticResult(options, error)) << error;
+    for (const auto& entry : fs::directory_iterator(options.outputDir)) {
+      EXPECT_EQ(entry.path().filename(), "result.json") << "left behind: " << entry.path();
+    }
     host_data::LoadResult loaded = host_data::loadResultDirectory(options.outputDir);
     fs::remove_all(options.outputDir);
     ASSERT_TRUE(loaded) << loaded.error();
@@ -49,10 +98,37 @@ class GeneratedFacts : public testing::TestWithParam<nimbex_gen::Shape> {
 
   da::row_t rowAt(std::size_t index) const { return bottomUp->getRow(bottomUp->getRowId(static_cast<int>(index))); }
 
+  static constexpr std::size_t kRows = 600;
   host_data::ResultModels models;
   da::sptr_t<da::ISourceManager> sources;
   da::sptr_t<da::IDataset> bottomUp;
 };
+
+TEST_P(GeneratedFacts, LoadWithTheirShape) {
+  const auto& survey = *models.surveyModel;
+  ASSERT_EQ(bottomUp->rowCount(), kRows);
+  ASSERT_EQ(survey.getDataset(da::CallTree)->rowCount(), kRows);
+  std::size_t deepest = 0, loops = 0;
+  for (std::size_t i = 0; i < bottomUp->rowCount(); ++i) {
+    const da::row_t row = rowAt(i);
+    std::size_t depth = 0;
+    for (da::row_t up = row; up; up = up->getParent()) ++depth;
+    deepest = std::max(deepest, depth);
+    // Functions are exactly the roots; every loop has code in both trees.
+    EXPECT_EQ(row->getMetadata()->hasType(da::IMetadata::TypeLoop), static_cast<bool>(row->getParent()));
+    if (row->getParent()) {
+      ++loops;
+      EXPECT_FALSE(survey.getCodeBlock(da::BottomUp, row).empty());
+    }
+  }
+  EXPECT_GT(loops, 0u);
+  switch (GetParam()) {
+    case nimbex_gen::Shape::Wide: EXPECT_LE(deepest, 2u); break;
+    case nimbex_gen::Shape::Deep: EXPECT_EQ(deepest, kRows); break;
+    case nimbex_gen::Shape::Mixed: EXPECT_LE(deepest, 13u); break;
+  }
+  EXPECT_TRUE(survey.getAVX512FreqThrottlingModel());
+}
 
 TEST_P(GeneratedFacts, LoopsCallNothingAndTheirCodeDecodes) {
   data_models2::DataProvider provider(models.surveyModel, models.resultController, sources);
