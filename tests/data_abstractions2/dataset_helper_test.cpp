@@ -10,90 +10,12 @@
 #include <boost/thread/thread.hpp>
 #include <gtest/gtest.h>
 
+#include "tests/data_abstractions2/test_tree.h"
+
 namespace data_abstractions2 {
 namespace {
 
-using node_ptr = row_t;
-
-/// A row of an in-memory tree. Children are held strongly, the parent by a
-/// raw pointer; TestDataset owns every node and unlinks them on teardown.
-class TestNode : public INode<IRowSpecification> {
- public:
-  explicit TestNode(std::uint64_t id) : id_(id) {}
-
-  std::uint64_t getId() const override { return id_; }
-  sptr_t<IMetadata> getMetadata() const override { return nullptr; }
-  node_ptr getParent() const override { return node_ptr(parent_); }
-  int getChildren(int filter, int flags, generic_iterator_t<node_ptr>& children) const override {
-    lastQuery_ = {filter, flags};
-    if (refuseChildren_) {
-      // A refusing row may still leave something behind in the iterator.
-      children = generic_iterator_t<node_ptr>(std::vector<node_ptr>(children_));
-      return -1;
-    }
-    children = generic_iterator_t<node_ptr>::borrow(children_);
-    return static_cast<int>(children_.size());
-  }
-  row_lock_t lockRow() const override { return std::make_unique<boost::unique_lock<foundation::mutex_t>>(mutex_); }
-  generic_iterator_t<sptr_t<IIssueEx>> rowIssues() const override { return {}; }
-  generic_iterator_t<sptr_t<ITrait>> rowTraits() const override { return {}; }
-  void addRowIssue(const sptr_t<IIssueEx>&) override {}
-  void clearRowIssues() override {}
-  void addRowTrait(const sptr_t<ITrait>&) override {}
-  void clearRowTraits() override {}
-
-  std::uint64_t id_;
-  INode<IRowSpecification>* parent_ = nullptr;
-  std::vector<node_ptr> children_;
-  bool refuseChildren_ = false;
-  mutable std::pair<int, int> lastQuery_{-7, -7};
-  mutable foundation::mutex_t mutex_;
-};
-
-class TestDataset : public IDataset {
- public:
-  ~TestDataset() override {
-    // Unlink before the nodes go, so that a deep chain is not released
-    // recursively.
-    for (auto& node : nodes_) node->children_.clear();
-  }
-
-  TestNode& add(std::uint64_t id, std::uint64_t parent = 0) {
-    nodes_.push_back(foundation::pool_allocate<TestNode>(id));
-    TestNode& node = *nodes_.back();
-    if (parent == 0) {
-      roots_.push_back(nodes_.back());
-    } else {
-      TestNode& p = find(parent);
-      node.parent_ = &p;
-      p.children_.push_back(nodes_.back());
-    }
-    return node;
-  }
-  TestNode& find(std::uint64_t id) {
-    for (auto& node : nodes_) {
-      if (node->id_ == id) return *node;
-    }
-    throw std::logic_error("no such node in the fixture");
-  }
-  node_ptr row(std::uint64_t id) { return node_ptr(&find(id)); }
-  void addNullRoot() { roots_.push_back(nullptr); }
-
-  DataType getDataType() const override { return BottomUp; }
-  column_t getColumn(FieldId) const override { return kNoColumn; }
-  bool getValue(const row_t&, column_t, int, variant_t&) const override { return false; }
-  std::size_t rowCount() const override { return nodes_.size(); }
-  generic_iterator_t<row_t> getRoots() const override {
-    ++rootQueries_;
-    return generic_iterator_t<row_t>(std::vector<row_t>(roots_));
-  }
-  std::uint64_t getRowId(int index) const override { return nodes_.at(index)->id_; }
-  row_t getRow(std::uint64_t) const override { return nullptr; }
-
-  std::vector<sptr_t<TestNode>> nodes_;
-  std::vector<row_t> roots_;
-  mutable int rootQueries_ = 0;
-};
+using fakes::TreeDataset;
 
 class TestProgress : public foundation::IProgress {
  public:
@@ -170,8 +92,8 @@ class RejectingFilter : public IFilter<Grouping> {
 //  └─ 3
 //     └─ 6
 // with a null root between 1 and 7.
-sptr_t<TestDataset> smallTree() {
-  sptr_t<TestDataset> ds = foundation::pool_allocate<TestDataset>();
+sptr_t<TreeDataset> smallTree() {
+  sptr_t<TreeDataset> ds = foundation::pool_allocate<TreeDataset>();
   ds->add(1);
   ds->add(2, 1);
   ds->add(4, 2);
@@ -199,7 +121,7 @@ class WalkOrderTest : public ::testing::TestWithParam<WalkCase> {};
 
 TEST_P(WalkOrderTest, VisitsInOrderWithBags) {
   const WalkCase& c = GetParam();
-  sptr_t<TestDataset> ds = smallTree();
+  sptr_t<TreeDataset> ds = smallTree();
   auto handler = foundation::pool_allocate<RecordingHandler>();
   handler->stopAt_ = c.stopAt;
   sptr_t<IFilter<Grouping>> filter;
@@ -241,19 +163,19 @@ INSTANTIATE_TEST_SUITE_P(
     [](const ::testing::TestParamInfo<WalkCase>& info) { return std::string(info.param.name); });
 
 TEST(DatasetHelperTest, RowThatRefusesChildrenIsALeaf) {
-  sptr_t<TestDataset> ds = smallTree();
-  ds->find(2).refuseChildren_ = true;
+  sptr_t<TreeDataset> ds = smallTree();
+  ds->row(2).refuseChildren_ = true;
   auto handler = foundation::pool_allocate<RecordingHandler>();
   EXPECT_TRUE(IDatasetHelper::create(ds)->visitRows(nullptr, handler, 3, nullptr));
   EXPECT_EQ(handler->log_, (Log{"pre1()", "pre2(1)", "post2[]", "pre3(1)", "pre6(3)", "post6[]", "post3[6]",
                                 "post1[2,3]", "pre7()", "post7[]"}));
   // Direct children, unfiltered.
-  EXPECT_EQ(ds->find(1).lastQuery_, std::make_pair(0, 1));
+  EXPECT_EQ(ds->row(1).lastQuery_, std::make_pair(0, 1));
 }
 
 TEST(DatasetHelperTest, GivenRootsReplaceTheDatasetsRoots) {
-  sptr_t<TestDataset> ds = smallTree();
-  generic_iterator_t<row_t> roots(std::vector<row_t>{ds->row(3), ds->row(2)});
+  sptr_t<TreeDataset> ds = smallTree();
+  generic_iterator_t<row_t> roots(std::vector<row_t>{ds->getRow(3), ds->getRow(2)});
   sptr_t<IDatasetHelper> walker = IDatasetHelper::create(ds, roots);
   auto handler = foundation::pool_allocate<RecordingHandler>();
   EXPECT_TRUE(walker->visitRows(nullptr, handler, 1, nullptr));
@@ -270,7 +192,7 @@ TEST(DatasetHelperTest, GivenRootsReplaceTheDatasetsRoots) {
 TEST(DatasetHelperTest, NullArguments) {
   EXPECT_FALSE(IDatasetHelper::create(nullptr));
   EXPECT_FALSE(IDatasetHelper::create(nullptr, generic_iterator_t<row_t>()));
-  sptr_t<TestDataset> ds = smallTree();
+  sptr_t<TreeDataset> ds = smallTree();
   TestProgress progress;
   EXPECT_TRUE(IDatasetHelper::create(ds)->visitRows(nullptr, nullptr, 3, &progress));
   EXPECT_EQ(progress.steps_, 0);
@@ -290,7 +212,7 @@ void PrintTo(const CancelCase& c, std::ostream* os) { *os << "mode " << c.mode <
 class CancelTest : public ::testing::TestWithParam<CancelCase> {};
 
 TEST_P(CancelTest, StopsBetweenRows) {
-  sptr_t<TestDataset> ds = smallTree();
+  sptr_t<TreeDataset> ds = smallTree();
   TestProgress progress(GetParam().cancelAfter);
   auto handler = foundation::pool_allocate<RecordingHandler>();
   handler->progress_ = &progress;
@@ -333,13 +255,8 @@ class DeepChainTest : public ::testing::TestWithParam<int> {};
 
 TEST_P(DeepChainTest, WalksAChainDeeperThanAnyNativeStack) {
   constexpr std::uint64_t kDepth = 200000;
-  sptr_t<TestDataset> ds = foundation::pool_allocate<TestDataset>();
-  ds->nodes_.reserve(kDepth);
-  ds->add(1);
-  for (std::uint64_t id = 2; id <= kDepth; ++id) {
-    ds->nodes_.push_back(foundation::pool_allocate<TestNode>(id));
-    ds->nodes_[id - 2]->children_.push_back(ds->nodes_.back());
-  }
+  sptr_t<TreeDataset> ds = foundation::pool_allocate<TreeDataset>();
+  for (std::uint64_t id = 1; id <= kDepth; ++id) ds->add(id, id - 1);
   auto handler = foundation::pool_allocate<DepthHandler>();
   const int mode = GetParam();
   TestProgress progress;

@@ -6,7 +6,7 @@
 
 #include "platform/model_support/instruction_mix.h"
 #include "platform/model_support/isa_helpers.h"
-#include "tests/platform/model_support/stub_row.h"
+#include "tests/data_abstractions2/test_tree.h"
 
 namespace {
 
@@ -119,7 +119,7 @@ TEST(MedianTripCountTest, FromTheLoopManager) {
       {"unknown", std::nullopt, 0},
       {"beyond int", std::int64_t{1} << 40, INT_MAX},
   };
-  const da::row_t row = model_support_tests::stubRow();
+  const da::row_t row = da::fakes::lonelyRow();
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     auto manager = foundation::pool_allocate<MedianManager>();
@@ -165,7 +165,7 @@ class MixModel : public da::ISurveyingViewModel {
 
 TEST(InstructionMixTest, ForwardsTheKindAndNeedsRowAndModel) {
   auto model = foundation::pool_allocate<MixModel, da::ISurveyingViewModel>();
-  auto row = model_support_tests::stubRow();
+  auto row = da::fakes::lonelyRow();
   da::InstructionMix mix;
   EXPECT_FALSE(data_models2::getInstructionMixMap(row, model, da::MixStatic, mix));
   EXPECT_TRUE(mix.empty());

@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <future>
 #include <limits>
 #include <map>
 #include <random>
@@ -22,6 +21,7 @@
 
 #include "data_abstractions2/i_dataset.h"
 #include "data_abstractions2/i_records.h"
+#include "tests/data_abstractions2/test_tree.h"
 
 namespace data_models2 {
 namespace {
@@ -32,108 +32,8 @@ using namespace data_abstractions2;
 
 using Dumper = IssuesDumper<DefaultDumpPolicy>;
 
-/// A row that keeps its findings in vectors and counts writes made without
-/// its lock held.
-class FakeRow : public INode<IRowSpecification> {
- public:
-  explicit FakeRow(std::uint64_t id) : id_(id) {}
-
-  std::uint64_t getId() const override { return id_; }
-  sptr_t<IMetadata> getMetadata() const override { return {}; }
-  node_ptr getParent() const override { return node_ptr(parent_); }
-  int getChildren(int, int, generic_iterator_t<node_ptr>& children) const override {
-    children = generic_iterator_t<node_ptr>(std::vector<node_ptr>(children_.begin(), children_.end()));
-    return static_cast<int>(children_.size());
-  }
-  row_lock_t lockRow() const override { return std::make_unique<boost::unique_lock<boost::recursive_mutex>>(mutex_); }
-  generic_iterator_t<sptr_t<IIssueEx>> rowIssues() const override {
-    return generic_iterator_t<sptr_t<IIssueEx>>(std::vector<sptr_t<IIssueEx>>(issues_));
-  }
-  generic_iterator_t<sptr_t<ITrait>> rowTraits() const override {
-    return generic_iterator_t<sptr_t<ITrait>>(std::vector<sptr_t<ITrait>>(traits_));
-  }
-  void addRowIssue(const sptr_t<IIssueEx>& issue) override {
-    noteWrite();
-    issues_.push_back(issue);
-  }
-  void clearRowIssues() override {
-    noteWrite();
-    issues_.clear();
-  }
-  void addRowTrait(const sptr_t<ITrait>& trait) override {
-    noteWrite();
-    traits_.push_back(trait);
-  }
-  void clearRowTraits() override {
-    noteWrite();
-    traits_.clear();
-  }
-
-  void addChild(const sptr_t<FakeRow>& child) {
-    children_.push_back(child);
-    child->parent_ = this;
-  }
-  const std::vector<sptr_t<IIssueEx>>& issues() const { return issues_; }
-  const std::vector<sptr_t<ITrait>>& traits() const { return traits_; }
-  unsigned unlockedWrites() const { return unlockedWrites_; }
-
- private:
-  // Held means another thread cannot take it.
-  void noteWrite() {
-    const bool free = std::async(std::launch::async, [this] {
-                        if (!mutex_.try_lock()) return false;
-                        mutex_.unlock();
-                        return true;
-                      }).get();
-    if (free) ++unlockedWrites_;
-  }
-
-  std::uint64_t id_;
-  FakeRow* parent_ = nullptr;
-  std::vector<sptr_t<FakeRow>> children_;
-  mutable boost::recursive_mutex mutex_;
-  std::vector<sptr_t<IIssueEx>> issues_;
-  std::vector<sptr_t<ITrait>> traits_;
-  unsigned unlockedWrites_ = 0;
-};
-
-/// A tree given as (id, parent id) pairs in tree order; parent 0 makes a root.
-class FakeDataset : public IDataset {
- public:
-  explicit FakeDataset(const std::vector<std::pair<std::uint64_t, std::uint64_t>>& links) {
-    for (const auto& [id, parent] : links) {
-      auto row = foundation::pool_allocate<FakeRow>(id);
-      if (parent == 0) {
-        roots_.push_back(row);
-      } else {
-        rows_.at(parent)->addChild(row);
-      }
-      rows_[id] = row;
-      order_.push_back(id);
-    }
-  }
-
-  DataType getDataType() const override { return data_abstractions2::BottomUp; }
-  column_t getColumn(FieldId) const override { return data_abstractions2::kNoColumn; }
-  bool getValue(const row_t&, column_t, int, variant_t&) const override { return false; }
-  std::size_t rowCount() const override { return rows_.size(); }
-  generic_iterator_t<row_t> getRoots() const override {
-    return generic_iterator_t<row_t>(std::vector<row_t>(roots_.begin(), roots_.end()));
-  }
-  std::uint64_t getRowId(int index) const override { return order_.at(static_cast<std::size_t>(index)); }
-  row_t getRow(std::uint64_t id) const override {
-    auto it = rows_.find(id);
-    return it == rows_.end() ? row_t() : row_t(it->second);
-  }
-
-  FakeRow& row(std::uint64_t id) const { return *rows_.at(id); }
-  const std::map<std::uint64_t, sptr_t<FakeRow>>& rows() const { return rows_; }
-
- private:
-  std::vector<sptr_t<FakeRow>> roots_;
-  std::map<std::uint64_t, sptr_t<FakeRow>> rows_;
-  std::vector<std::uint64_t> order_;
-};
+using FakeDataset = fakes::TreeDataset;
+using FakeRow = fakes::TreeRow;
 
 class RecordingProgress : public foundation::IProgress {
  public:
@@ -407,9 +307,9 @@ TEST_F(IssuesDumperTest, AssignWritesUnderEachRowsLock) {
   auto dataset = dumpedTree();
   // populate wrote without the lock; only assign's writes count here.
   std::map<std::uint64_t, unsigned> unlocked;
-  for (const auto& [id, row] : dataset->rows()) unlocked[id] = row->unlockedWrites();
+  for (const auto& [id, row] : dataset->rows()) unlocked[id] = row->unlockedWrites_;
   ASSERT_TRUE(dumper(dataset).assignIssuesReport());
-  for (const auto& [id, row] : dataset->rows()) EXPECT_EQ(row->unlockedWrites(), unlocked[id]) << "row " << id;
+  for (const auto& [id, row] : dataset->rows()) EXPECT_EQ(row->unlockedWrites_, unlocked[id]) << "row " << id;
 }
 
 TEST_F(IssuesDumperTest, ReportReplacesWhatRowsHeld) {

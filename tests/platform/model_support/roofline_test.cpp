@@ -11,7 +11,7 @@
 #include "platform/model_support/roofline_interpolator.h"
 #include "platform/model_support/roofline_roofs.h"
 #include "platform/model_support/roofline_row_info.h"
-#include "tests/platform/model_support/stub_row.h"
+#include "tests/data_abstractions2/test_tree.h"
 
 namespace {
 
@@ -217,7 +217,7 @@ TEST(RooflineRowInfoTest, PointFromOwnFiguresOrTotals) {
       {"no operations", {0, 1000, 0, 0, 0, false}, 2.0, 2.0, false, 0.0, 0.0},
       {"no time", {2 * B, B, 0, 0, 0, false}, 1e-12, 2.0, false, 0.0, 0.0},
   };
-  const da::row_t row = model_support_tests::stubRow();
+  const da::row_t row = da::fakes::lonelyRow();
   const auto interpolator = data_models2::createRoofInterpolator(avx512(), items(machineRoofs()));
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -235,7 +235,7 @@ TEST(RooflineRowInfoTest, PointFromOwnFiguresOrTotals) {
 }
 
 TEST(RooflineRowInfoTest, RoofsLimitAndMissingInputs) {
-  const da::row_t row = model_support_tests::stubRow();
+  const da::row_t row = da::fakes::lonelyRow();
   auto dataset = foundation::pool_allocate<Dataset>();
   dataset->figures = {100000000, 1000000000, 0, 0, 1, false};  // integer, ai 0.1
   dataset->fields[da::SelfTime] = variant_t(std::int64_t(1));   // an integer time reads too
