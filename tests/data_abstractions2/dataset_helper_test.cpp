@@ -17,26 +17,7 @@ namespace {
 
 using fakes::TreeDataset;
 
-class TestProgress : public foundation::IProgress {
- public:
-  /// Cancels itself once `cancelAfter` steps are done; 0 means from the start.
-  explicit TestProgress(int cancelAfter = -1) : cancelAfter_(cancelAfter), canceled_(cancelAfter == 0) {}
-  void start(const char*, double) override {}
-  void progressed(int steps) override {
-    steps_ += steps;
-    if (steps_ == cancelAfter_) cancel();
-  }
-  void internalProgressed(double) override {}
-  void message(const char*) override {}
-  void finish() override {}
-  void cancel() override { canceled_ = true; }
-  double getTotalSteps() const override { return 0; }
-  bool isCanceled() const override { return canceled_; }
-
-  int steps_ = 0;
-  int cancelAfter_;
-  std::atomic<bool> canceled_;
-};
+using fakes::TestProgress;
 
 /// Logs every call as "pre<id>(<parent bag's id>)" or "post<id>[<child ids>]";
 /// each row returns a bag with its own id.

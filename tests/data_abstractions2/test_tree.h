@@ -1,7 +1,8 @@
 #pragma once
-// An in-memory tree of rows for tests of code that walks datasets or keeps
-// findings on rows.
+// An in-memory tree of rows, and a progress that counts, for tests of code
+// that walks datasets or keeps findings on rows.
 
+#include <atomic>
 #include <cstdint>
 #include <future>
 #include <map>
@@ -12,6 +13,7 @@
 
 #include "data_abstractions2/i_dataset.h"
 #include "data_abstractions2/i_records.h"
+#include "platform/foundation/progress.h"
 
 namespace data_abstractions2::fakes {
 
@@ -86,6 +88,28 @@ class TreeRow : public INode<IRowSpecification> {
 
 /// A row with no tree around it, for code that only passes a row on or locks it.
 inline row_t lonelyRow() { return row_t(foundation::pool_allocate<TreeRow>(1)); }
+
+/// Counts the steps it is told of.
+class TestProgress : public foundation::IProgress {
+ public:
+  /// Cancels itself once `cancelAfter` steps are done; 0 means from the start.
+  explicit TestProgress(int cancelAfter = -1) : cancelAfter_(cancelAfter), canceled_(cancelAfter == 0) {}
+  void start(const char*, double) override {}
+  void progressed(int steps) override {
+    steps_ += steps;
+    if (steps_ == cancelAfter_) cancel();
+  }
+  void internalProgressed(double) override {}
+  void message(const char*) override {}
+  void finish() override {}
+  void cancel() override { canceled_ = true; }
+  double getTotalSteps() const override { return 0; }
+  bool isCanceled() const override { return canceled_; }
+
+  int steps_ = 0;
+  int cancelAfter_;
+  std::atomic<bool> canceled_;
+};
 
 /// Rows added in tree order under their parent's id; parent 0 makes a root.
 class TreeDataset : public IDataset {

@@ -35,20 +35,7 @@ using Dumper = IssuesDumper<DefaultDumpPolicy>;
 using FakeDataset = fakes::TreeDataset;
 using FakeRow = fakes::TreeRow;
 
-class RecordingProgress : public foundation::IProgress {
- public:
-  void start(const char*, double) override {}
-  void progressed(int steps) override { steps_ += steps; }
-  void internalProgressed(double) override {}
-  void message(const char*) override {}
-  void finish() override {}
-  void cancel() override { canceled_ = true; }
-  double getTotalSteps() const override { return 0.0; }
-  bool isCanceled() const override { return canceled_; }
-
-  int steps_ = 0;
-  bool canceled_ = false;
-};
+using RecordingProgress = fakes::TestProgress;
 
 const std::vector<std::pair<std::uint64_t, std::uint64_t>> kTree = {{1, 0}, {2, 1}, {3, 2}, {4, 2}, {10, 0}};
 

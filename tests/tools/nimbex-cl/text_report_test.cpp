@@ -1,9 +1,18 @@
-#include "tools/nimbex-cl/text_report.h"
+// The pieces of nimbex-cl: its text and HTML writers, its command line and
+// its progress bar.
+
+#include <cstdio>
+#include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "tools/nimbex-cl/html_report.h"
 #include "tools/nimbex-cl/loop_findings.h"
+#include "tools/nimbex-cl/options.h"
+#include "tools/nimbex-cl/progress_bar.h"
+#include "tools/nimbex-cl/text_report.h"
 
 namespace nimbex_cl {
 namespace {
@@ -128,6 +137,117 @@ TEST(HtmlReport, LargeResultsKeepTheTableAndCutFindingsAndDots) {
       }
     }
   }
+}
+
+TEST(Options, AcceptsTheHostsCommandLine) {
+  Options o;
+  std::string error;
+  ASSERT_TRUE(parseOptions({"-report", "issues", "-project-dir", "/p", "--exp-dir", "e000", "-format=xml",
+                            "--report-output", "/p/e000/issues.xml"},
+                           o, error))
+      << error;
+  EXPECT_EQ(o.report, "issues");
+  EXPECT_EQ(o.resultDir(), "/p/e000");
+  EXPECT_EQ(o.format, ReportFormat::Xml);
+  EXPECT_EQ(o.reportOutput, "/p/e000/issues.xml");
+}
+
+TEST(Options, DefaultsToTextOnStandardOutput) {
+  Options o;
+  std::string error;
+  ASSERT_TRUE(parseOptions({"--report", "issues", "--project-dir", "/p", "--exp-dir", "r"}, o, error)) << error;
+  EXPECT_EQ(o.format, ReportFormat::Text);
+  EXPECT_TRUE(o.reportOutput.empty());
+  EXPECT_FALSE(o.rescan);
+}
+
+TEST(Options, HelpAndVersionNeedNothingElse) {
+  for (const char* flag : {"--help", "-h", "--version"}) {
+    Options o;
+    std::string error;
+    EXPECT_TRUE(parseOptions({flag}, o, error)) << flag << ": " << error;
+    EXPECT_TRUE(o.help || o.version) << flag;
+  }
+}
+
+TEST(Options, RejectsBadCommandLinesWithAHint) {
+  struct Case {
+    std::vector<std::string> args;
+    const char* fragment;
+  };
+  const Case cases[] = {
+      {{}, "missing -report"},
+      {{"-report", "hotspots", "-project-dir", "/p"}, "only report is 'issues'"},
+      {{"-report", "issues"}, "missing -project-dir"},
+      {{"-report", "issues", "-project-dir", "/p", "-format=pdf"}, "use -format=text, xml, html or sarif"},
+      {{"-report", "issues", "-project-dir", "/p", "--bogus"}, "--help"},
+      {{"-report", "issues", "-project-dir", "/p", "--top", "-3"}, "--top"},
+      {{"-report", "issues", "-project-dir", "/p", "--top", "many"}, "--help"},
+  };
+  for (const auto& c : cases) {
+    Options o;
+    std::string error;
+    EXPECT_FALSE(parseOptions(c.args, o, error));
+    EXPECT_NE(error.find(c.fragment), std::string::npos) << "error was: " << error;
+    EXPECT_EQ(error.find('\n'), std::string::npos) << "errors are one line: " << error;
+  }
+}
+
+std::string contents(std::FILE* file) {
+  std::fflush(file);
+  std::rewind(file);
+  std::string text;
+  char buffer[256];
+  std::size_t n;
+  while ((n = std::fread(buffer, 1, sizeof buffer, file)) > 0) text.append(buffer, n);
+  return text;
+}
+
+TEST(ProgressBar, DrawsOnlyWhenEnabledAndOncePerPercent) {
+  struct Case {
+    bool enabled;
+    bool expectDrawing;
+  };
+  for (const Case c : {Case{true, true}, Case{false, false}}) {
+    std::FILE* file = std::tmpfile();
+    ASSERT_NE(file, nullptr);
+    {
+      ProgressBar bar(file, c.enabled);
+      bar.start("Issues progress", 1000.0);
+      for (int i = 0; i < 1000; ++i) bar.progressed(1);
+      EXPECT_DOUBLE_EQ(bar.doneSteps(), 1000.0);
+      bar.finish();
+    }
+    const std::string text = contents(file);
+    std::fclose(file);
+    if (!c.expectDrawing) {
+      EXPECT_TRUE(text.empty()) << text;
+      continue;
+    }
+    EXPECT_NE(text.find("Issues progress ["), std::string::npos);
+    EXPECT_NE(text.find("100%"), std::string::npos);
+    // A row a step: redrawing for each would flood the terminal.
+    std::size_t draws = 0;
+    for (std::size_t at = text.find("Issues progress"); at != std::string::npos;
+         at = text.find("Issues progress", at + 1)) {
+      ++draws;
+    }
+    EXPECT_LE(draws, 101u);
+  }
+}
+
+TEST(ProgressBar, StepsFromSeveralThreadsAllCount) {
+  ProgressBar bar(nullptr, false);
+  bar.start("x", 4000.0);
+  std::vector<std::thread> workers;
+  for (int t = 0; t < 4; ++t) {
+    workers.emplace_back([&] {
+      for (int i = 0; i < 1000; ++i) bar.progressed(1);
+    });
+  }
+  for (auto& w : workers) w.join();
+  EXPECT_DOUBLE_EQ(bar.doneSteps(), 4000.0);
+  EXPECT_DOUBLE_EQ(bar.getTotalSteps(), 4000.0);
 }
 
 }  // namespace
