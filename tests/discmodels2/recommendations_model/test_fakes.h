@@ -1,12 +1,18 @@
 #pragma once
 // Small in-memory stand-ins for the host's result: rows, datasets, a loop
 // manager and a view model, enough to drive the data access layer and the
-// scan driver without files.
+// scan driver without files; and a temporary directory for the tests that
+// need files all the same.
+
+#include <stdlib.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
+#include <system_error>
 #include <vector>
 
 #include "data_abstractions2/i_dataset.h"
@@ -230,7 +236,6 @@ class ScriptedTraitDetector : public data_models2::issues::TraitDetector {
   std::map<const void*, std::vector<sptr_t<ITrait>>> byRow;
 };
 
-
 /// A provider that answers every question with "nothing": no lines, no
 /// roofs, not hot. Tests derive from it and answer only what they script.
 class StubProvider : public data_models2::IDataProvider {
@@ -253,6 +258,23 @@ class StubProvider : public data_models2::IDataProvider {
   int getAVX512ShadowDiagnostic(const row_t&) const override { return 0; }
 
   data_models2::CommonData data;
+};
+
+/// A fresh directory, removed with all it holds at the end of the scope.
+class TempDir {
+ public:
+  TempDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "nimbex-test-XXXXXX").string();
+    if (::mkdtemp(pattern.data())) path = pattern;
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    if (!path.empty()) std::filesystem::remove_all(path, ignored);
+  }
+  std::string str() const { return path.string(); }
+  bool has(const char* name) const { return std::filesystem::exists(path / name); }
+
+  std::filesystem::path path;
 };
 
 }  // namespace test_fakes

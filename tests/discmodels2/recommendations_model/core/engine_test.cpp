@@ -16,7 +16,6 @@
 #include <string>
 #include <vector>
 
-#include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
 
 #include "platform/configuration/session_storage.h"
@@ -32,25 +31,10 @@ namespace da = data_abstractions2;
 using data_models2::RecommendationsEngine;
 using foundation::sptr_t;
 using foundation::variant_t;
+using test_fakes::TempDir;
 
 // Only a guard against a hung test: every wait below ends on a signal.
 constexpr std::chrono::seconds kHangGuard{120};
-
-class TempDir {
- public:
-  TempDir() : path_(boost::filesystem::temp_directory_path() / boost::filesystem::unique_path("engine-%%%%-%%%%")) {
-    boost::filesystem::create_directories(path_);
-  }
-  ~TempDir() {
-    boost::system::error_code ignored;
-    boost::filesystem::remove_all(path_, ignored);
-  }
-  std::string str() const { return path_.string(); }
-  bool has(const char* name) const { return boost::filesystem::exists(path_ / name); }
-
- private:
-  boost::filesystem::path path_;
-};
 
 std::string exampleResultText() {
   std::ifstream in(std::string(NIMBEX_TEST_SOURCE_ROOT) + "/examples/basic/result.json");

@@ -121,10 +121,6 @@ std::vector<std::string> readLines(const fs::path& file) {
 class IssuesTaskTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    root = fs::temp_directory_path() /
-           ("issues_task_test-" + std::to_string(::getpid()) + "-" + info->test_suite_name() + "-" + info->name());
-    fs::remove_all(root);
     resultDir = root / "proj" / "run1";
     fs::create_directories(resultDir);
     std::ofstream(resultDir / "result.json") << "{}\n";
@@ -140,11 +136,6 @@ class IssuesTaskTest : public ::testing::Test {
     for (const char* name : {"NIMBEX_FAKE_MODE", "NIMBEX_FAKE_LOG", "NIMBEX_FAKE_REPORT", "NIMBEX_FAKE_STARTED"}) {
       ::unsetenv(name);
     }
-  }
-
-  void TearDown() override {
-    std::error_code ec;
-    fs::remove_all(root, ec);
   }
 
   sptr_t<ScriptedIssuesTask> makeTask(bool cacheActual, bool external, foundation::IProgress* progress,
@@ -192,7 +183,8 @@ class IssuesTaskTest : public ::testing::Test {
 
   fs::path snapshotDir() const { return root / "proj" / IssuesTask::kSnapshotName; }
 
-  fs::path root, resultDir, reportPath;
+  TempDir tmp;
+  fs::path root = tmp.path, resultDir, reportPath;
   sptr_t<FakeRow> f = makeRow(1, 0);
   sptr_t<FakeRow> l1 = makeRow(2, IMetadata::TypeLoop);
   sptr_t<FakeRow> l2 = makeRow(3, IMetadata::TypeLoop | IMetadata::TypeInnermost);

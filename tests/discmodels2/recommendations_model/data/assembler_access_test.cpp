@@ -77,63 +77,43 @@ const char* const kThreeLoops = R"({
     { "id": 103, "type": ["loop", "innermost"], "fields": { "FuncInstIdx": 3 } } ] }
 })";
 
-TEST(AssemblerLinesTest, OneRowIsDecodedOnceForAllItsReaders) {
+// One buffer serves all rows and holds the lines of the row of the last
+// fill, whoever asks; each row is decoded once for all its readers.
+TEST(AssemblerLinesTest, OneBufferHoldsTheLinesOfTheLastFilledRow) {
   Loaded loaded(kThreeLoops);
   ASSERT_TRUE(loaded.result) << loaded.result.error();
-  const da::row_t loop = loaded.row(1);
-  loaded.provider->fillCommonData(loop);
-
-  auto first = loaded.provider->getAssemblerLines(loop, {});
-  ASSERT_TRUE(first);
-  ASSERT_EQ(first->size(), 2u);
-  EXPECT_EQ((*first)[0].text(), "vaddpd ymm0, ymm0, ymm1");
+  auto& provider = *loaded.provider;
+  provider.fillCommonData(loaded.row(1));
+  auto buffer = provider.getAssemblerLines(loaded.row(1), {});
+  ASSERT_TRUE(buffer);
+  ASSERT_EQ(buffer->size(), 2u);
+  EXPECT_EQ((*buffer)[0].text(), "vaddpd ymm0, ymm0, ymm1");
 
   // A later reader that wants register figures gets the same lines and no
   // figures: the lines were there already.
   auto pressure = boost::make_shared<RegisterPressure>();
   pressure->enableAnalysis();
-  auto second = loaded.provider->getAssemblerLines(loop, pressure);
-  EXPECT_EQ(second, first);
+  EXPECT_EQ(provider.getAssemblerLines(loaded.row(1), pressure), buffer);
   EXPECT_EQ(loaded.sources->calls, 1);
   EXPECT_EQ(pressure->getStatistic(assembler_analysis::PressureStatistic::VectorRegisters).registers, 0u);
-}
+  // Until the next fill the buffer is the first row's.
+  EXPECT_EQ(provider.getAssemblerLines(loaded.row(2), {}), buffer);
+  EXPECT_EQ(buffer->size(), 2u);
 
-TEST(AssemblerLinesTest, RowWithoutCodeGivesNoLinesAndLeavesTheBufferEmpty) {
-  Loaded loaded(kThreeLoops);
-  ASSERT_TRUE(loaded.result) << loaded.result.error();
-  loaded.provider->fillCommonData(loaded.row(1));
-  auto buffer = loaded.provider->getAssemblerLines(loaded.row(1), {});
-  ASSERT_TRUE(buffer);
-
-  const da::row_t bare = loaded.row(3);
-  loaded.provider->fillCommonData(bare);
-  EXPECT_FALSE(loaded.provider->getAssemblerLines(bare, {}));
-  EXPECT_EQ(buffer->size(), 0u);
-  // Nothing was cached for the row: the next reader asks again.
-  EXPECT_FALSE(loaded.provider->getAssemblerLines(bare, {}));
-  EXPECT_EQ(loaded.sources->calls, 3);
-}
-
-TEST(AssemblerLinesTest, LinesBelongToTheRowOfTheLastFill) {
-  Loaded loaded(kThreeLoops);
-  ASSERT_TRUE(loaded.result) << loaded.result.error();
-  loaded.provider->fillCommonData(loaded.row(1));
-  auto buffer = loaded.provider->getAssemblerLines(loaded.row(1), {});
-  ASSERT_TRUE(buffer);
-
-  // Until the next fill the buffer is the first row's, whoever asks.
-  auto unchanged = loaded.provider->getAssemblerLines(loaded.row(2), {});
-  ASSERT_TRUE(unchanged);
-  EXPECT_EQ((*unchanged)[0].text(), "vaddpd ymm0, ymm0, ymm1");
-
-  loaded.provider->fillCommonData(loaded.row(2));
+  provider.fillCommonData(loaded.row(2));
   EXPECT_EQ(buffer->size(), 0u) << "the fill of the next row clears the buffer";
-  auto next = loaded.provider->getAssemblerLines(loaded.row(2), {});
-  ASSERT_TRUE(next);
-  EXPECT_EQ(next, buffer) << "one buffer serves all rows";
-  ASSERT_EQ(next->size(), 1u);
-  EXPECT_EQ((*next)[0].text(), "call rax");
+  EXPECT_EQ(provider.getAssemblerLines(loaded.row(2), {}), buffer);
+  ASSERT_EQ(buffer->size(), 1u);
+  EXPECT_EQ((*buffer)[0].text(), "call rax");
   EXPECT_EQ(loaded.sources->calls, 2);
+
+  // A row without code gives no lines, leaves the buffer empty, and caches
+  // nothing: the next reader asks again.
+  provider.fillCommonData(loaded.row(3));
+  EXPECT_FALSE(provider.getAssemblerLines(loaded.row(3), {}));
+  EXPECT_EQ(buffer->size(), 0u);
+  EXPECT_FALSE(provider.getAssemblerLines(loaded.row(3), {}));
+  EXPECT_EQ(loaded.sources->calls, 4);
 }
 
 // An outer loop around an inner one, in both trees. The call-tree rows carry
@@ -165,11 +145,7 @@ constexpr const char* kCallThroughRegister = "ff d0";    // call rax
 constexpr const char* kCallThroughSlot = "ff 15 00 00 00 00";  // call qword ptr [rip]: the slot at 0x2006
 
 struct WalkCase {
-  const char* name;
-  const char* outerLevel;
-  const char* outerCode;
-  const char* innerLevel;
-  const char* innerCode;
+  const char *name, *outerLevel, *outerCode, *innerLevel, *innerCode;
   int depth;
   const char* slotSymbol;  // name of the slot at 0x2006; "" leaves it unnamed
   bool found;
@@ -195,26 +171,26 @@ TEST_P(IndirectCallWalk, FindsCallsThroughMemoryWithinTheDepth) {
   EXPECT_EQ(handler->indirectCallFound(), c.found);
 }
 
+constexpr const char* k0 = R"({"u64": 0})";
+constexpr const char* k1 = R"({"u64": 1})";
 const WalkCase kWalks[] = {
-    {"Depth1LooksAtTheStartRow", R"({"u64": 1})", kCallThroughMemory, R"({"u64": 0})", "", 1, "", true},
-    {"Depth1SkipsTheInnerLoop", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughMemory, 1, "", false},
-    {"Depth2ReachesTheInnerLoop", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughMemory, 2, "", true},
-    {"CallThroughRegisterCounts", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughRegister, 2, "", true},
-    {"UnnamedSlotCounts", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughSlot, 2, "", true},
-    {"VectorFunctionThroughMemoryDoesNotCount", R"({"u64": 1})", "", R"({"u64": 0})", kCallThroughSlot, 2,
-     "_ZGVdN4v_sin", false},
+    {"Depth1LooksAtTheStartRow", k1, kCallThroughMemory, k0, "", 1, "", true},
+    {"Depth1SkipsTheInnerLoop", k1, "", k0, kCallThroughMemory, 1, "", false},
+    {"Depth2ReachesTheInnerLoop", k1, "", k0, kCallThroughMemory, 2, "", true},
+    {"CallThroughRegisterCounts", k1, "", k0, kCallThroughRegister, 2, "", true},
+    {"UnnamedSlotCounts", k1, "", k0, kCallThroughSlot, 2, "", true},
+    {"VectorFunctionThroughMemoryDoesNotCount", k1, "", k0, kCallThroughSlot, 2, "_ZGVdN4v_sin", false},
     // Levels that are not integers read as 0: a start row at "level 0"
     // makes its level-0 inner loop one of its own depth.
-    {"TextStartLevelReadsAsZero", R"({"text": "one"})", "", R"({"u64": 0})", kCallThroughMemory, 1, "", true},
-    {"FloatStartLevelReadsAsZero", R"({"f64": 1.0})", "", R"({"u64": 0})", kCallThroughMemory, 1, "", true},
-    {"IntegerInnerLevelWithinDepth", R"({"u64": 1})", "", R"({"u64": 1})", kCallThroughMemory, 1, "", true},
-    {"FloatInnerLevelReadsAsZero", R"({"u64": 1})", "", R"({"f64": 1.0})", kCallThroughMemory, 1, "", false},
-    {"UnknownInnerLevelAlwaysCounts", R"({"u64": 1})", "", R"({"u64": 18446744073709551615})", kCallThroughMemory,
-     1, "", true},
+    {"TextStartLevelReadsAsZero", R"({"text": "one"})", "", k0, kCallThroughMemory, 1, "", true},
+    {"FloatStartLevelReadsAsZero", R"({"f64": 1.0})", "", k0, kCallThroughMemory, 1, "", true},
+    {"IntegerInnerLevelWithinDepth", k1, "", k1, kCallThroughMemory, 1, "", true},
+    {"FloatInnerLevelReadsAsZero", k1, "", R"({"f64": 1.0})", kCallThroughMemory, 1, "", false},
+    {"UnknownInnerLevelAlwaysCounts", k1, "", R"({"u64": 18446744073709551615})", kCallThroughMemory, 1, "", true},
 };
 
-INSTANTIATE_TEST_SUITE_P(Cases, IndirectCallWalk, testing::ValuesIn(kWalks),
-                         [](const testing::TestParamInfo<WalkCase>& info) { return info.param.name; });
+const auto kCaseName = [](const auto& info) { return std::string(info.param.name); };
+INSTANTIATE_TEST_SUITE_P(Cases, IndirectCallWalk, testing::ValuesIn(kWalks), kCaseName);
 
 // Loops that gcc 12 built (-O2 -fno-plt -fPIC -fopenmp-simd -mavx2, linked
 // as a shared library) from
@@ -236,19 +212,15 @@ INSTANTIATE_TEST_SUITE_P(Cases, IndirectCallWalk, testing::ValuesIn(kWalks),
 // and the slots of its global offset table as the result's "symbols" names
 // them (readelf -r). Each case is a stretch of the real code at its address.
 struct GccCallCase {
-  const char* name;
-  const char* address;
-  const char* bytes;
-  bool withSymbols;
-  bool found;
+  const char *name, *address, *bytes;
+  bool withSymbols, found;
 };
 
+constexpr const char* kGotCallOfWeight = "c5 fb 10 03 c5 fb 11 4c 24 08 48 83 c3 08 ff 15 9c 2f 00 00";
 const GccCallCase kGccCalls[] = {
     // call qword ptr [rip+0x2f9c]: the slot of weight
-    {"GotCallOfANamedFunctionIsDirect", "0x1030", "c5 fb 10 03 c5 fb 11 4c 24 08 48 83 c3 08 ff 15 9c 2f 00 00", true,
-     false},
-    {"GotCallWithoutTheTableIsIndirect", "0x1030", "c5 fb 10 03 c5 fb 11 4c 24 08 48 83 c3 08 ff 15 9c 2f 00 00",
-     false, true},
+    {"GotCallOfANamedFunctionIsDirect", "0x1030", kGotCallOfWeight, true, false},
+    {"GotCallWithoutTheTableIsIndirect", "0x1030", kGotCallOfWeight, false, true},
     // call rbp: fp
     {"CallThroughARegisterIsIndirect", "0x1044", "c5 fb 10 4c 24 08 c5 fb 58 d1 c5 fb 10 43 f8 c5 fb 11 54 24 08 ff d5",
      true, true},
@@ -293,7 +265,6 @@ TEST_P(GccCallWalk, CallsThroughNamedSlotsAreDirect) {
   EXPECT_EQ(handler->indirectCallFound(), c.found);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, GccCallWalk, testing::ValuesIn(kGccCalls),
-                         [](const testing::TestParamInfo<GccCallCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Cases, GccCallWalk, testing::ValuesIn(kGccCalls), kCaseName);
 
 }  // namespace

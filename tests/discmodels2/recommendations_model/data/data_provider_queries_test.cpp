@@ -178,18 +178,6 @@ TEST(DataProviderQueriesTest, ShadowDiagnosticTakesTheFirstDecisiveAnswer) {
   EXPECT_EQ(noModel.provider()->getAVX512ShadowDiagnostic(noModel.addRow(1)), 0);
 }
 
-class TempDir {
- public:
-  TempDir() {
-    path = std::filesystem::temp_directory_path() /
-           ("dm_provider_test_" + std::to_string(::testing::UnitTest::GetInstance()->random_seed()) + "_" +
-            std::to_string(reinterpret_cast<std::uintptr_t>(this)));
-    std::filesystem::create_directories(path);
-  }
-  ~TempDir() { std::filesystem::remove_all(path); }
-  std::filesystem::path path;
-};
-
 TEST(DataProviderQueriesTest, ThresholdAgainstElapsedTimeOfTheResult) {
   TempDir dir;
   FakeResult result;

@@ -1,3 +1,6 @@
+// The helpers detectors share: parameter bags, recommendation look-up, and
+// the potential vectorization test.
+
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -58,7 +61,7 @@ TEST(DetectorBagsTest, DisclaimerByMissingAnalysis) {
   struct Case {
     int type;
     bool flag;
-    const char* key;  ///< null: no disclaimer
+    const char* key;  // null: no disclaimer
   };
   const Case cases[] = {
       {5, true, "no_tripcounts_disclaimer"}, {3, false, "no_map_disclaimer"}, {2, true, "no_dependency_disclaimer"},
@@ -95,16 +98,7 @@ struct Candidate {
   IMetadata::type_t type = IMetadata::TypeLoop | IMetadata::TypeInnermost;
   bool vectorized = false;
   std::uint64_t innerLoops = 0;
-  std::optional<FieldId> reasonAgainst;
-
-  Candidate mix(std::int64_t t, std::int64_t m, std::int64_t c, std::int64_t x) const {
-    Candidate copy = *this;
-    copy.total = t;
-    copy.memory = m;
-    copy.compute = c;
-    copy.mixed = x;
-    return copy;
-  }
+  std::optional<FieldId> reasonAgainst = std::nullopt;
 };
 
 bool runCandidate(const Candidate& c) {
@@ -120,12 +114,6 @@ bool runCandidate(const Candidate& c) {
 }
 
 TEST(DetectorHelpersTest, PotentialVectorizationCandidates) {
-  const Candidate base;
-  auto with = [&](auto change) {
-    Candidate c = base;
-    change(c);
-    return c;
-  };
   const IMetadata::type_t innermost = IMetadata::TypeLoop | IMetadata::TypeInnermost;
   struct Case {
     const char* name;
@@ -133,24 +121,24 @@ TEST(DetectorHelpersTest, PotentialVectorizationCandidates) {
     bool expected;
   };
   const Case cases[] = {
-      {"plain compute loop", base, true},
-      {"vectorized", with([](Candidate& c) { c.vectorized = true; }), false},
-      {"nested loop inside", with([](Candidate& c) { c.innerLoops = 1; }), false},
-      {"not innermost", with([](Candidate& c) { c.type = IMetadata::TypeLoop; }), false},
-      {"peeled part", with([&](Candidate& c) { c.type = innermost | IMetadata::TypePeelPart; }), false},
-      {"remainder part", with([&](Candidate& c) { c.type = innermost | IMetadata::TypeRemainderPart; }), false},
-      {"compiler reason 144", with([](Candidate& c) { c.reasonAgainst = Field144; }), false},
-      {"compiler reason 147", with([](Candidate& c) { c.reasonAgainst = Field147; }), false},
-      {"no instructions", base.mix(0, 0, 0, 0), false},
-      {"no compute", base.mix(10, 4, 0, 0), false},
-      {"no memory skips the memory test", base.mix(4, 0, 4, 0), true},
+      {"plain compute loop", {}, true},
+      {"vectorized", {.vectorized = true}, false},
+      {"nested loop inside", {.innerLoops = 1}, false},
+      {"not innermost", {.type = IMetadata::TypeLoop}, false},
+      {"peeled part", {.type = innermost | IMetadata::TypePeelPart}, false},
+      {"remainder part", {.type = innermost | IMetadata::TypeRemainderPart}, false},
+      {"compiler reason 144", {.reasonAgainst = Field144}, false},
+      {"compiler reason 147", {.reasonAgainst = Field147}, false},
+      {"no instructions", {.total = 0, .memory = 0, .compute = 0, .mixed = 0}, false},
+      {"no compute", {.total = 10, .memory = 4, .compute = 0, .mixed = 0}, false},
+      {"no memory skips the memory test", {.total = 4, .memory = 0, .compute = 4, .mixed = 0}, true},
       // 33 / 100 is exactly the limit, and the test is strict.
-      {"compute a third of memory", base.mix(133, 100, 33, 0), false},
-      {"compute above a third of memory", base.mix(134, 100, 34, 0), true},
-      {"no rest skips the rest test", base.mix(5, 2, 2, 1), true},
+      {"compute a third of memory", {.total = 133, .memory = 100, .compute = 33, .mixed = 0}, false},
+      {"compute above a third of memory", {.total = 134, .memory = 100, .compute = 34, .mixed = 0}, true},
+      {"no rest skips the rest test", {.total = 5, .memory = 2, .compute = 2, .mixed = 1}, true},
       // (1 + 1) / 4 is exactly the limit.
-      {"work half of the rest", base.mix(6, 1, 1, 0), false},
-      {"negative rest", base.mix(3, 2, 2, 0), false},
+      {"work half of the rest", {.total = 6, .memory = 1, .compute = 1, .mixed = 0}, false},
+      {"negative rest", {.total = 3, .memory = 2, .compute = 2, .mixed = 0}, false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

@@ -3,8 +3,6 @@
 // out, on real call trees and machine code.
 
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -20,11 +18,11 @@
 #include "platform/host_data/host_source_manager.h"
 #include "platform/host_data/result_loader.h"
 #include "platform/host_data/session_seed.h"
+#include "tests/discmodels2/recommendations_model/test_fakes.h"
 
 namespace {
 
 namespace da = data_abstractions2;
-namespace fs = std::filesystem;
 using data_models2::issues::TraitDetector;
 
 // A function with four loop nests, run on a machine of the common AVX-512
@@ -83,24 +81,17 @@ const char* const kResult = R"({
 class LoadedResult : public testing::Test {
  protected:
   void SetUp() override {
-    char pattern[] = "/tmp/nimbex-traits-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir = pattern;
-    loaded = std::make_unique<host_data::LoadResult>(host_data::loadResultText(kResult, dir));
+    loaded = std::make_unique<host_data::LoadResult>(host_data::loadResultText(kResult, dir.str()));
     ASSERT_TRUE(loaded->ok()) << loaded->error();
     std::string error;
     ASSERT_TRUE(host_data::seedSessionStorage(loaded->models(), error)) << error;
     sources = foundation::pool_allocate<host_data::HostSourceManager, da::ISourceManager>(64);
   }
-  void TearDown() override {
-    std::error_code ignored;
-    fs::remove_all(dir, ignored);
-  }
 
   da::sptr_t<da::IDataset> bottomUp() const { return loaded->models().surveyModel->getDataset(da::BottomUp); }
   da::row_t row(std::uint64_t id) const { return bottomUp()->getRow(id); }
 
-  std::string dir;
+  test_fakes::TempDir dir;
   std::unique_ptr<host_data::LoadResult> loaded;
   da::sptr_t<da::ISourceManager> sources;
 };
