@@ -249,53 +249,40 @@ void storeFlag(const std::string& dir, const variant_t& value) {
   ASSERT_TRUE(storage->save());
 }
 
-TEST(RecommendationsEngine, CollectionScansReportsSummarisesAndRemembers) {
-  TempDir dir;
-  RecordingProgress progress;
-  Session s(dir.str(), &progress);
-  ASSERT_FALSE(s.engine->isCacheActual());
-
-  ASSERT_TRUE(s.model->startCollection());
-  EXPECT_EQ((std::vector<bool>{true}), s.recorder.waitFinished(1));
-  EXPECT_EQ(1, s.recorder.started());
-  EXPECT_FALSE(s.engine->isCollectionStarted());
-  EXPECT_TRUE(s.engine->isCacheActual());
-  EXPECT_TRUE(s.engine->isCollectionRequested());
-  // A scan: the progress covers three walks of the tree.
-  EXPECT_EQ((std::vector<double>{3.0 * s.rowCount()}), progress.totals());
-  EXPECT_TRUE(dir.has(RecommendationsEngine::report_file_name));
-  EXPECT_EQ(dir.str() + "/issues.xml", s.model->getResultFile());
-
-  // The summary is there, whatever the detectors found, and lists only
-  // what it promises.
-  auto summary = summary_store::SummaryCollection::loadRecommendations(dir.str());
-  ASSERT_TRUE(summary);
-  EXPECT_LE(summary->loops().size(), 5u);
-  for (const auto& loop : summary->loops()) {
-    EXPECT_FALSE(loop.recommendations->empty());
-    for (const auto& rec : loop.recommendations->entries()) EXPECT_GE(rec.confidence, 3) << rec.id;
-  }
-
-  // Nothing runs any more, so there is nothing to stop; the flag is kept
-  // all the same, as a bool.
-  EXPECT_FALSE(s.model->closeResult());
-  EXPECT_FALSE(s.engine->isCollectionRequested());
-  EXPECT_EQ(variant_t(true), storedFlag(dir.str()));
-}
-
-TEST(RecommendationsEngine, NextSessionReadsTheReportInsteadOfScanning) {
+TEST(RecommendationsEngine, CollectionScansReportsAndTheNextSessionReadsTheReport) {
   TempDir dir;
   std::map<std::uint64_t, std::vector<std::string>> scanned;
   {
     RecordingProgress progress;
     Session first(dir.str(), &progress);
+    ASSERT_FALSE(first.engine->isCacheActual());
     ASSERT_TRUE(first.model->startCollection());
-    ASSERT_EQ((std::vector<bool>{true}), first.recorder.waitFinished(1));
+    EXPECT_EQ((std::vector<bool>{true}), first.recorder.waitFinished(1));
+    EXPECT_EQ(1, first.recorder.started());
+    EXPECT_FALSE(first.engine->isCollectionStarted());
+    EXPECT_TRUE(first.engine->isCacheActual());
+    EXPECT_TRUE(first.engine->isCollectionRequested());
+    // A scan: the progress covers three walks of the tree.
     ASSERT_EQ((std::vector<double>{3.0 * first.rowCount()}), progress.totals());
+    EXPECT_TRUE(dir.has(RecommendationsEngine::report_file_name));
+    EXPECT_EQ(dir.str() + "/issues.xml", first.model->getResultFile());
+    // The summary is there, whatever the detectors found, and lists only
+    // what it promises.
+    auto summary = summary_store::SummaryCollection::loadRecommendations(dir.str());
+    ASSERT_TRUE(summary);
+    EXPECT_LE(summary->loops().size(), 5u);
+    for (const auto& loop : summary->loops()) {
+      EXPECT_FALSE(loop.recommendations->empty());
+      for (const auto& rec : loop.recommendations->entries()) EXPECT_GE(rec.confidence, 3) << rec.id;
+    }
     scanned = first.findings();
     // Else the comparisons below would hold for a report that carries nothing.
     ASSERT_TRUE(std::any_of(scanned.begin(), scanned.end(), [](const auto& row) { return !row.second.empty(); }));
-    first.model->closeResult();
+    // Nothing runs any more, so there is nothing to stop; the flag is kept
+    // all the same, as a bool.
+    EXPECT_FALSE(first.model->closeResult());
+    EXPECT_FALSE(first.engine->isCollectionRequested());
+    EXPECT_EQ(variant_t(true), storedFlag(dir.str()));
   }
 
   RecordingProgress progress;
@@ -356,25 +343,33 @@ TEST(RecommendationsEngine, StoppingWithoutATaskAnswersFalseAndKeepsTheName) {
   EXPECT_TRUE(s.recorder.finished().empty());
 }
 
-// Cancelling in the middle of the walk: the task ends as cancelled, and
-// neither the report nor the summary is written.
-TEST(RecommendationsEngine, CancelDuringTheScanLeavesNoReport) {
-  for (bool wait : {true, false}) {
-    SCOPED_TRACE(wait ? "waiting" : "not waiting");
+// Stopping in the middle of the walk, by the host or because the survey
+// model closes: the task ends as cancelled, and neither the report nor the
+// summary is written.
+TEST(RecommendationsEngine, StoppingDuringTheScanLeavesNoReport) {
+  enum How { Waiting, NotWaiting, SurveyClosing };
+  for (How how : {Waiting, NotWaiting, SurveyClosing}) {
+    SCOPED_TRACE(how);
     TempDir dir;
     RecordingProgress progress(/*holdAtStep=*/1);
-    Session s(dir.str(), &progress);
+    Session s(dir.str(), &progress, /*viewSurvey=*/how == SurveyClosing);
     ASSERT_TRUE(s.model->startCollection());
     progress.waitHeld();
     const std::string name = s.engine->getTaskName();
-    ASSERT_TRUE(s.model->stopCollection(wait));
-    if (wait) {
+    if (how == SurveyClosing) {
+      // A related model that closes stops the task and waits for it.
+      dynamic_cast<da::IViewModelBase*>(s.survey.get())->closing();
+      EXPECT_EQ((std::vector<bool>{false}), s.recorder.finished());
+    } else {
+      ASSERT_TRUE(s.model->stopCollection(how == Waiting));
+    }
+    if (how == Waiting) {
       // The task has ended before the call returned, and its name stays
       // free for the next one.
       EXPECT_EQ((std::vector<bool>{false}), s.recorder.finished());
       EXPECT_FALSE(data_models2::IScheduler::get()->hasTask(name));
       EXPECT_EQ(name, s.engine->getTaskName());
-    } else {
+    } else if (how == NotWaiting) {
       EXPECT_NE(name, s.engine->getTaskName());
       EXPECT_EQ((std::vector<bool>{false}), s.recorder.waitFinished(1));
       data_models2::IScheduler::get()->waitForTask(name);
@@ -384,7 +379,8 @@ TEST(RecommendationsEngine, CancelDuringTheScanLeavesNoReport) {
     EXPECT_FALSE(dir.has(summary_store::SummaryCollection::file_name));
     EXPECT_FALSE(s.engine->isCacheActual());
     EXPECT_FALSE(s.engine->isCollectionStarted());
-    EXPECT_FALSE(s.engine->isCollectionRequested());
+    // Closing is not the host's withdrawal: it may start again.
+    EXPECT_EQ(how == SurveyClosing, s.engine->isCollectionRequested());
   }
 }
 
@@ -539,20 +535,6 @@ TEST(RecommendationsEngine, SummaryListsTheHottestLoopsWithConfidentAdvice) {
   std::vector<std::int64_t> listed;
   for (const auto& loop : summary->loops()) listed.push_back(loop.funcInstIdx);
   EXPECT_EQ((std::vector<std::int64_t>{6, 5, 4, 3, 2}), listed);
-}
-
-// A related model that closes stops the running task and waits for it.
-TEST(RecommendationsEngine, ClosingOfTheSurveyModelStopsTheTask) {
-  TempDir dir;
-  RecordingProgress progress(/*holdAtStep=*/1);
-  Session s(dir.str(), &progress, /*viewSurvey=*/true);
-  ASSERT_TRUE(s.model->startCollection());
-  progress.waitHeld();
-  dynamic_cast<da::IViewModelBase*>(s.survey.get())->closing();
-  EXPECT_EQ((std::vector<bool>{false}), s.recorder.finished());
-  EXPECT_FALSE(dir.has(RecommendationsEngine::report_file_name));
-  // Closing is not the host's withdrawal: it may start again.
-  EXPECT_TRUE(s.engine->isCollectionRequested());
 }
 
 }  // namespace

@@ -269,28 +269,6 @@ TEST(ScanPostVisitTest, NothingLiftedLeavesStoredOrder) {
   }
 }
 
-TEST(ScanPostVisitTest, SkippedRowIsLeftAloneAndUncounted) {
-  foundation::statistic_t::get().clear();
-  ScanSetup setup;
-  auto skipped = makeRow(1, IMetadata::TypeLoop | IMetadata::TypeSkipped);
-  auto child = makeRow(2);
-  skipped->addChild(child);
-  skipped->issues = {issue("old")};
-  child->issues = {issue("child")};
-  setup.loop1->byRow[skipped.get()] = {issue("new")};
-  auto noMetadata = makeRow(3, 0, false);
-
-  auto scan = setup.make();
-  scan->handlePostVisit(skipped, {});
-  scan->handlePostVisit(noMetadata, {});
-  scan->writeStatCounters();
-
-  EXPECT_EQ(issueIds(*skipped), std::vector<std::string>{"old"});
-  EXPECT_EQ(setup.loop1->calls, 0);
-  EXPECT_EQ(statistics()["dm.survey.loops.outer"], 0u);
-  EXPECT_EQ(statistics()["dm.survey.loops.innermost"], 0u);
-}
-
 TEST(ScanPostVisitTest, CountsRowsAndRecordsMadeOnEachRow) {
   foundation::statistic_t::get().clear();
   ScanSetup setup;
@@ -304,13 +282,24 @@ TEST(ScanPostVisitTest, CountsRowsAndRecordsMadeOnEachRow) {
   setup.loop1->byRow[inner.get()] = {issue("gather", 0.0f, {"rec_a", "rec_b"})};
   setup.loop1->byRow[inner2.get()] = {issue("gather", 0.0f, {"rec_a"})};
   setup.loop2->byRow[outer.get()] = {issue("fma")};
+  // A skipped loop is left alone, lifts nothing and counts for nothing, as
+  // does a row without metadata.
+  auto skipped = makeRow(5, IMetadata::TypeLoop | IMetadata::TypeSkipped);
+  auto child = makeRow(6);
+  skipped->addChild(child);
+  skipped->issues = {issue("old")};
+  child->issues = {issue("child")};
+  setup.loop1->byRow[skipped.get()] = {issue("new")};
+  auto noMetadata = makeRow(7, 0, false);
 
   auto scan = setup.make();
-  for (auto& row : {inner, inner2, outer, function}) scan->handlePostVisit(row, {});
+  for (auto& row : {inner, inner2, outer, function, skipped, noMetadata}) scan->handlePostVisit(row, {});
   scan->writeStatCounters();
 
   // Lifted copies reach the function row but are counted where they were made.
   EXPECT_EQ(issueIds(*function), (std::vector<std::string>{"fma", "gather"}));
+  EXPECT_EQ(issueIds(*skipped), std::vector<std::string>{"old"});
+  EXPECT_EQ(setup.loop1->calls, 3);
   const std::map<std::string, std::uint64_t> expected = {
       {"dm.survey.loops.outer", 2},      {"dm.survey.loops.innermost", 2}, {"dm.survey.issues.gather", 2},
       {"dm.survey.issues.rec_a", 2},     {"dm.survey.issues.rec_b", 1},    {"dm.survey.issues.fma", 1},

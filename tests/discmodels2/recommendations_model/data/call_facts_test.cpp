@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -129,24 +130,16 @@ TEST(CallFactsTest, FactsOfTheWalkReachTheRecord) {
 }
 
 TEST(CallFactsTest, VectorMathOutweighsScalarMath) {
-  struct Case {
-    const char* name;
-    bool scalar, vector;
-    bool expected;
-  };
-  const Case cases[] = {
-      {"scalar only", true, false, true},
-      {"vector only", false, true, false},
-      {"both", true, true, false},
-      {"neither", false, false, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  // Scalar math, vector math, whether the record says it calls math.
+  const std::tuple<bool, bool, bool> cases[] = {
+      {true, false, true}, {false, true, false}, {true, true, false}, {false, false, false}};
+  for (const auto& [scalar, vector, expected] : cases) {
+    SCOPED_TRACE(testing::Message() << "scalar " << scalar << ", vector " << vector);
     CallFactsResult result;
     auto loop = result.addLoop(1, 5);
-    if (c.scalar) result.addCallee("expf", "libm.so.6", 1);
-    if (c.vector) result.addCallee("__tqml_expf8", "libtqml.so");
-    EXPECT_EQ(result.provider()->getData(loop).callsMathLibrary, c.expected);
+    if (scalar) result.addCallee("expf", "libm.so.6", 1);
+    if (vector) result.addCallee("__tqml_expf8", "libtqml.so");
+    EXPECT_EQ(result.provider()->getData(loop).callsMathLibrary, expected);
   }
 }
 

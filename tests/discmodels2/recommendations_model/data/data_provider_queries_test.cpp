@@ -1,3 +1,6 @@
+// The provider's questions beyond the record: rows of the other tree, the
+// self-time ranking, the C library, the shadow diagnostic, the threshold.
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -72,7 +75,7 @@ TEST(DataProviderQueriesTest, RankInsidePercentRange) {
   struct Case {
     const char* name;
     double from, to;
-    int loopIndex;  ///< 0 coldest .. 4 hottest
+    int loopIndex;  // 0 coldest .. 4 hottest
     bool expected;
   };
   // Five loops: one step is 20 percent, so narrower ranges widen to whole steps.
@@ -112,30 +115,30 @@ TEST(DataProviderQueriesTest, RankInsidePercentRange) {
 }
 
 TEST(SelfTimeLoopPairRowVisitHandlerTest, EqualTimesShareTheRankOfTheFirst) {
-  const data_models2::SelfTimeLoopPairRowVisitHandler::LoopList list = {
-      {1.0, nullptr}, {2.0, nullptr}, {2.0, nullptr}, {3.0, nullptr}};
-  EXPECT_EQ(data_models2::SelfTimeLoopPairRowVisitHandler::getLowerBound(list, 3.0), 1u);
-  EXPECT_EQ(data_models2::SelfTimeLoopPairRowVisitHandler::getLowerBound(list, 2.0), 3u);
-  EXPECT_EQ(data_models2::SelfTimeLoopPairRowVisitHandler::getLowerBound(list, 0.5), 4u);
-  EXPECT_EQ(data_models2::SelfTimeLoopPairRowVisitHandler::getLowerBound(list, 9.0), 0u);
+  using Handler = data_models2::SelfTimeLoopPairRowVisitHandler;
+  const Handler::LoopList list = {{1.0, nullptr}, {2.0, nullptr}, {2.0, nullptr}, {3.0, nullptr}};
+  EXPECT_EQ(Handler::getLowerBound(list, 3.0), 1u);
+  EXPECT_EQ(Handler::getLowerBound(list, 2.0), 3u);
+  EXPECT_EQ(Handler::getLowerBound(list, 0.5), 4u);
+  EXPECT_EQ(Handler::getLowerBound(list, 9.0), 0u);
 }
 
 TEST(DataProviderQueriesTest, GlibcVersionsFromLibraryLeafNames) {
+  using Files = std::vector<FileLocator>;
   struct Case {
     const char* name;
-    std::optional<std::vector<FileLocator>> locators;
+    std::optional<Files> locators;
     std::set<GlibcVer> expected;
   };
   const Case cases[] = {
-      {"versioned libc", std::vector<FileLocator>{{"/lib/x86_64/libc-2.31.so"}}, {{2, 31}}},
-      {"several, deduplicated and ordered",
-       std::vector<FileLocator>{{"/a/libc-2.35.so"}, {"/b/libc-2.17.so"}, {"/c/libc-2.35.so"}},
+      {"versioned libc", Files{{"/lib/x86_64/libc-2.31.so"}}, {{2, 31}}},
+      {"several, deduplicated and ordered", Files{{"/a/libc-2.35.so"}, {"/b/libc-2.17.so"}, {"/c/libc-2.35.so"}},
        {{2, 17}, {2, 35}}},
-      {"not a C library", std::vector<FileLocator>{{"/lib/libm-2.31.so"}}, {}},
-      {"no dotted number in the leaf", std::vector<FileLocator>{{"/lib/libc.so.6"}}, {}},
-      {"first number not followed by a dotted one", std::vector<FileLocator>{{"/lib/libc-2.so.31"}}, {}},
-      {"trailing text after the minor", std::vector<FileLocator>{{"/lib/libc-2.28-r1.so"}}, {{2, 28}}},
-      {"libc only in the folder name", std::vector<FileLocator>{{"/opt/libc-2.40/ld-2.39.so"}}, {{2, 39}}},
+      {"not a C library", Files{{"/lib/libm-2.31.so"}}, {}},
+      {"no dotted number in the leaf", Files{{"/lib/libc.so.6"}}, {}},
+      {"first number not followed by a dotted one", Files{{"/lib/libc-2.so.31"}}, {}},
+      {"trailing text after the minor", Files{{"/lib/libc-2.28-r1.so"}}, {{2, 28}}},
+      {"libc only in the folder name", Files{{"/opt/libc-2.40/ld-2.39.so"}}, {{2, 39}}},
       {"no locators", std::nullopt, {}},
   };
   for (const Case& c : cases) {
@@ -145,34 +148,24 @@ TEST(DataProviderQueriesTest, GlibcVersionsFromLibraryLeafNames) {
     auto provider = result.provider();
     EXPECT_EQ(provider->getGlibcVersions(), c.expected);
     // Read once per provider.
-    result.model->locators = std::vector<FileLocator>{{"/lib/libc-9.9.so"}};
+    result.model->locators = Files{{"/lib/libc-9.9.so"}};
     EXPECT_EQ(provider->getGlibcVersions(), c.expected);
   }
 }
 
 TEST(DataProviderQueriesTest, ShadowDiagnosticTakesTheFirstDecisiveAnswer) {
-  struct Case {
-    const char* name;
-    std::vector<int> diagnoses;  ///< of the call-tree rows, in index order
-    int expected;
-  };
-  const Case cases[] = {
-      {"decisive after mild", {1, 0, 3}, 3},
-      {"mild only", {1, 0}, 1},
-      {"first decisive ends the walk", {2, 3}, 2},
-      {"none", {0, 0}, 0},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  // The diagnoses of the call-tree rows in index order, and the answer:
+  // decisive after mild, mild only, the first decisive ends the walk, none.
+  const std::pair<std::vector<int>, int> cases[] = {{{1, 0, 3}, 3}, {{1, 0}, 1}, {{2, 3}, 2}, {{0, 0}, 0}};
+  for (const auto& [diagnoses, expected] : cases) {
+    SCOPED_TRACE(testing::PrintToString(diagnoses));
     FakeResult result;
     auto loop = result.addRow(1);
     result.bottomUp->set(loop, FuncInstIdx, variant_t(std::uint64_t{7}));
     auto model = foundation::pool_allocate<FakeThrottlingModel>();
-    for (std::size_t i = 0; i < c.diagnoses.size(); ++i) {
-      model->byRow[result.addCall(10 + i, 7).get()] = c.diagnoses[i];
-    }
+    for (std::size_t i = 0; i < diagnoses.size(); ++i) model->byRow[result.addCall(10 + i, 7).get()] = diagnoses[i];
     result.model->throttling = model;
-    EXPECT_EQ(result.provider()->getAVX512ShadowDiagnostic(loop), c.expected);
+    EXPECT_EQ(result.provider()->getAVX512ShadowDiagnostic(loop), expected);
   }
   FakeResult noModel;
   EXPECT_EQ(noModel.provider()->getAVX512ShadowDiagnostic(noModel.addRow(1)), 0);

@@ -46,13 +46,9 @@ TEST_F(TranslationTest, MostSpecialFormWins) {
   }
 }
 
-TEST_F(TranslationTest, TranslateIsTranslateExWithoutSuffix) {
-  use({{"X_cpp", "cpp"}, {"X_lin", "lin"}});
+TEST_F(TranslationTest, TranslateIsTranslateExWithoutSuffixAndNumbersTheArguments) {
+  use({{"X_cpp", "cpp"}, {"X_lin", "lin"}, {"three", "%3-%2-%1"}, {"one", "only %1"}, {"gap", "[%1|%2]"}});
   EXPECT_EQ(translate("X"), "lin");
-}
-
-TEST_F(TranslationTest, ArgumentsAreNumberedInOrder) {
-  use({{"three", "%3-%2-%1"}, {"one", "only %1"}, {"gap", "[%1|%2]"}});
   EXPECT_EQ(translate("three", "a", 2, 0.5), "0.5-2-a");
   EXPECT_EQ(translate("one", "a", "unused", "unused"), "only a");
   // The caller leaves out an argument with a default variant.

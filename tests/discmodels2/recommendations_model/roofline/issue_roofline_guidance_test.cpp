@@ -11,8 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "discmodels2/recommendations_model/messages/translation.h"
-#include "platform/portability/assert.h"
 #include "tests/discmodels2/recommendations_model/test_fakes.h"
+#include "tests/support/expected_assertions.h"
 
 namespace {
 
@@ -199,24 +199,21 @@ TEST_F(RooflineGuidanceTest, IssueParametersNameZoneAndOperations) {
     Zone zone;
     OperationsType type;
     const char *zoneText, *typeText;
-    unsigned long assertions;
+    unsigned assertions;
   };
   const Case cases[] = {
       {Zone::Memory, OperationsFloat, "mem", "float", 0},
       {Zone::Mixed, OperationsInt, "mix", "int", 0},
       {Zone::Compute, OperationsMixed, "comp", "", 1},
   };
-  unsigned long fired = 0;
-  auto previous = portability::set_assertion_handler([&](const portability::assertion_info_t&) { ++fired; });
   for (const Case& c : cases) {
-    fired = 0;
+    test_support::ExpectedAssertions assertions;
     const variant_bag_t bag = d.createIssueParams(true, c.zone, c.type);
     EXPECT_EQ(bag.get("zone")->text(), c.zoneText);
     EXPECT_EQ(bag.get("ops_type")->text(), c.typeText);
     EXPECT_EQ(bagInt(bag, "is_vectorized"), 1);
-    EXPECT_EQ(fired, c.assertions);
+    EXPECT_EQ(assertions.fired(), c.assertions);
   }
-  portability::set_assertion_handler(previous);
 }
 
 TEST_F(RooflineGuidanceTest, RanksOtherIssuesByZone) {
