@@ -25,6 +25,7 @@
 #include "platform/host_data/session_seed.h"
 #include "platform/model_support/issues_dumper.h"
 #include "platform/model_support/report_file.h"
+#include "platform/summary_store/summary_collection.h"
 #include "tools/nimbex-cl/html_report.h"
 #include "tools/nimbex-cl/loop_findings.h"
 #include "tools/nimbex-cl/progress_bar.h"
@@ -130,6 +131,14 @@ bool copyStoredReport(const std::string& stored, const std::string& path, std::o
   return false;
 }
 
+// The shortcuts below leave the engine out, and with it the summary that it
+// writes on every run: a result whose summary has gone takes the ordinary
+// way, which makes it again.
+bool hasSummary(const std::string& resultDir) {
+  boost::system::error_code ec;
+  return fs::exists(fs::path(resultDir) / summary_store::SummaryCollection::file_name, ec);
+}
+
 // Adds `thing` to what the caller keeps, when it keeps anything.
 void keepAlive(std::shared_ptr<void>* keep, std::shared_ptr<void> thing) {
   if (!keep || !thing) return;
@@ -200,7 +209,7 @@ bool reportFromStoredFindings(const Options& options, const std::string& resultD
                               std::ostream& err, int& code, std::shared_ptr<void>* keep) {
   const std::string stored = (fs::path(resultDir) / kReportFileName).string();
   boost::system::error_code ec;
-  if (!fs::exists(stored, ec)) return false;
+  if (!fs::exists(stored, ec) || !hasSummary(resultDir)) return false;
   bool current = false;
   if (sptr_t<configuration::ISessionStorage> storage = configuration::ISessionStorage::create(resultDir)) {
     const variant_t flag = storage->get(data_models2::RecommendationsEngine::cache_actual_key, variant_t(0));
@@ -236,7 +245,7 @@ bool answerFromStoredReport(const Options& options, const std::string& resultDir
     current = (flag.is_integer() || flag.is_bool()) && flag.raw_bits() != 0;
   }
   boost::system::error_code ec;
-  if (!fs::exists(stored, ec)) return false;
+  if (!fs::exists(stored, ec) || !hasSummary(resultDir)) return false;
   // A result that does not load is for the ordinary way to report.
   const host_data::LoadResult shape = host_data::loadResultDirectory(resultDir, host_data::LoadDetail::Shape);
   if (!shape || !shape.models().surveyModel) return false;
