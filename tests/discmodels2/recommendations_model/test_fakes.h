@@ -6,10 +6,13 @@
 
 #include <stdlib.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -20,6 +23,7 @@
 #include "data_abstractions2/i_result_controller.h"
 #include "data_abstractions2/i_surveying_view_model.h"
 #include "discmodels2/recommendations_model/core/detector.h"
+#include "platform/foundation/progress.h"
 
 namespace test_fakes {
 
@@ -258,6 +262,79 @@ class StubProvider : public data_models2::IDataProvider {
   int getAVX512ShadowDiagnostic(const row_t&) const override { return 0; }
 
   data_models2::CommonData data;
+};
+
+// Only a guard against a hung test: every wait on another thread ends on a
+// signal.
+constexpr std::chrono::seconds kHangGuard{120};
+
+/// The host's progress object: records what a task reports and, when asked,
+/// holds the walk at a step until the task is cancelled.
+class RecordingProgress : public foundation::IProgress {
+ public:
+  explicit RecordingProgress(int holdAtStep = 0) : holdAtStep_(holdAtStep) {}
+
+  void start(const char* title, double total) override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    title_ = title;
+    totals_.push_back(total);
+  }
+  void progressed(int steps) override {
+    std::unique_lock<std::mutex> lock(mutex_);
+    steps_ += steps;
+    if (holdAtStep_ > 0 && steps_ == holdAtStep_) {
+      held_ = true;
+      changed_.notify_all();
+      changed_.wait_for(lock, kHangGuard, [&] { return canceled_; });
+    }
+  }
+  void internalProgressed(double) override {}
+  void message(const char*) override {}
+  void finish() override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    ++finishes_;
+  }
+  void cancel() override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    canceled_ = true;
+    changed_.notify_all();
+  }
+  double getTotalSteps() const override { return 0.0; }
+  bool isCanceled() const override {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return canceled_;
+  }
+
+  /// Whether the walk came to the step to hold at.
+  bool waitHeld() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, kHangGuard, [&] { return held_; });
+  }
+  std::string title() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return title_;
+  }
+  std::vector<double> totals() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return totals_;
+  }
+  int steps() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return steps_;
+  }
+  int finishes() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return finishes_;
+  }
+
+ private:
+  const int holdAtStep_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::string title_;
+  std::vector<double> totals_;
+  int steps_ = 0, finishes_ = 0;
+  bool held_ = false, canceled_ = false;
 };
 
 /// A fresh directory, removed with all it holds at the end of the scope.

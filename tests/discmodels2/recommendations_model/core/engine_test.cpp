@@ -31,10 +31,9 @@ namespace da = data_abstractions2;
 using data_models2::RecommendationsEngine;
 using foundation::sptr_t;
 using foundation::variant_t;
+using test_fakes::kHangGuard;
+using test_fakes::RecordingProgress;
 using test_fakes::TempDir;
-
-// Only a guard against a hung test: every wait below ends on a signal.
-constexpr std::chrono::seconds kHangGuard{120};
 
 std::string exampleResultText() {
   std::ifstream in(std::string(NIMBEX_TEST_SOURCE_ROOT) + "/examples/basic/result.json");
@@ -110,62 +109,6 @@ class StartGate {
   bool entered_ = false;
   bool open_ = false;
   boost::signals2::scoped_connection connection_;
-};
-
-/// The host's progress object: records what the task reports and, when
-/// asked, holds the walk at a step until the task is cancelled.
-class RecordingProgress : public foundation::IProgress {
- public:
-  explicit RecordingProgress(int holdAtStep = 0) : holdAtStep_(holdAtStep) {}
-
-  void start(const char*, double total) override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    totals_.push_back(total);
-  }
-  void progressed(int steps) override {
-    std::unique_lock<std::mutex> lock(mutex_);
-    steps_ += steps;
-    if (holdAtStep_ > 0 && steps_ == holdAtStep_) {
-      held_ = true;
-      changed_.notify_all();
-      changed_.wait_for(lock, kHangGuard, [&] { return canceled_; });
-    }
-  }
-  void internalProgressed(double) override {}
-  void message(const char*) override {}
-  void finish() override {}
-  void cancel() override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    canceled_ = true;
-    changed_.notify_all();
-  }
-  double getTotalSteps() const override { return 0.0; }
-  bool isCanceled() const override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return canceled_;
-  }
-
-  void waitHeld() {
-    std::unique_lock<std::mutex> lock(mutex_);
-    EXPECT_TRUE(changed_.wait_for(lock, kHangGuard, [&] { return held_; }));
-  }
-  std::vector<double> totals() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return totals_;
-  }
-  int steps() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return steps_;
-  }
-
- private:
-  const int holdAtStep_;
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<double> totals_;
-  int steps_ = 0;
-  bool held_ = false;
-  bool canceled_ = false;
 };
 
 /// A survey model that is also a view model, as a host's may be: it passes
@@ -354,7 +297,7 @@ TEST(RecommendationsEngine, StoppingDuringTheScanLeavesNoReport) {
     RecordingProgress progress(/*holdAtStep=*/1);
     Session s(dir.str(), &progress, /*viewSurvey=*/how == SurveyClosing);
     ASSERT_TRUE(s.model->startCollection());
-    progress.waitHeld();
+    ASSERT_TRUE(progress.waitHeld());
     const std::string name = s.engine->getTaskName();
     if (how == SurveyClosing) {
       // A related model that closes stops the task and waits for it.

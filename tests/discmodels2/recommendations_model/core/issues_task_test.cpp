@@ -6,7 +6,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
@@ -40,26 +39,6 @@ using data_models2::RecommendationsEngine;
 using data_models2::ScanIssuesRowVisitHandler;
 using host_data::HostResultController;
 using LoadType = IViewModelBase::LoadType;
-
-class RecordingProgress : public foundation::IProgress {
- public:
-  void start(const char* title, double steps) override {
-    startTitle = title;
-    total = steps;
-  }
-  void progressed(int) override {}
-  void internalProgressed(double) override {}
-  void message(const char*) override {}
-  void finish() override { ++finishes; }
-  void cancel() override { canceled = true; }
-  double getTotalSteps() const override { return total; }
-  bool isCanceled() const override { return canceled; }
-
-  std::string startTitle;
-  double total = -1.0;
-  int finishes = 0;
-  std::atomic<bool> canceled{false};
-};
 
 class TestableScan : public ScanIssuesRowVisitHandler {
  public:
@@ -234,11 +213,11 @@ TEST_F(IssuesTaskTest, ChoosesBetweenReportFileAndScan) {
     EXPECT_EQ(detector->calls > 0, c.expectScan);
     EXPECT_EQ(issueOfL2(), c.expectedOnL2);
     EXPECT_EQ(task->GetCompleteStatus(), IViewModelBase::LoadOk);
-    EXPECT_EQ(progress.startTitle, "Issues progress");
+    EXPECT_EQ(progress.title(), "Issues progress");
     // The total is fixed before DoTask finds out whether the file loads.
     const bool loads = c.file != File::None && (c.cacheActual || c.frozen);
-    EXPECT_EQ(progress.total, loads ? 4.0 : 12.0);
-    EXPECT_EQ(progress.finishes, 1);
+    EXPECT_EQ(progress.totals(), std::vector<double>{loads ? 4.0 : 12.0});
+    EXPECT_EQ(progress.finishes(), 1);
     EXPECT_EQ(reportedIssueOfL2(), c.expectedReport);
   }
 }
@@ -290,8 +269,8 @@ TEST_F(IssuesTaskTest, CancellingStopsTheScanAndWritesNoReport) {
     ASSERT_EQ(stoppedBy.size(), 1u);
     EXPECT_EQ(stoppedBy.front(), task.get());
     if (!c.nullProgress) {
-      EXPECT_TRUE(progress.canceled);
-      EXPECT_EQ(progress.finishes, 1);
+      EXPECT_TRUE(progress.isCanceled());
+      EXPECT_EQ(progress.finishes(), 1);
     }
   }
 }
