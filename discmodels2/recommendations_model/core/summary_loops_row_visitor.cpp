@@ -63,9 +63,12 @@ void SummaryLoopsRowVisitor::getLoopsWithRecommendations(boost::shared_ptr<summa
   std::sort(timedLoops.begin(), timedLoops.end(),
             [](const TimedLoop& a, const TimedLoop& b) { return a.time > b.time; });
   unsigned count = 0;
+  // Most loops of a large result give nothing to the summary: a record is
+  // made anew only once the last one was handed over.
+  boost::shared_ptr<summary_store::RecommendationsData> data;
   for (const TimedLoop& loop : timedLoops) {
     if (!loop.row) continue;
-    boost::shared_ptr<summary_store::RecommendationsData> data = summary_store::RecommendationsData::create();
+    if (!data) data = summary_store::RecommendationsData::create();
     {
       // A later scan may be writing the row's findings on another thread.
       const da::row_lock_t lock = loop.row->lockRow();
@@ -80,7 +83,8 @@ void SummaryLoopsRowVisitor::getLoopsWithRecommendations(boost::shared_ptr<summa
       }
     }
     if (data->empty()) continue;
-    fillData(summary, loop, data);
+    fillData(summary, loop, std::move(data));
+    data.reset();
     if (++count >= maxLoops) break;
   }
 }

@@ -21,8 +21,13 @@ using system_info::SystemInfo;
 
 namespace {
 
-log4cplus::Logger logger() {
-  return log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("discmodels.recommendations.issue_roofline_guidance"));
+// Looked up once: the guidance runs on every loop of a scan, and a look-up
+// takes the hierarchy's lock. Never freed, so that it outlives any logging
+// done while the process exits.
+const log4cplus::Logger& logger() {
+  static const log4cplus::Logger* const instance = new log4cplus::Logger(
+      log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("discmodels.recommendations.issue_roofline_guidance")));
+  return *instance;
 }
 
 // Indexed by ZoneRecommendation.
