@@ -300,34 +300,25 @@ class RecordingProgress : public foundation::IProgress {
     changed_.notify_all();
   }
   double getTotalSteps() const override { return 0.0; }
-  bool isCanceled() const override {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return canceled_;
-  }
+  bool isCanceled() const override { return read(canceled_); }
 
   /// Whether the walk came to the step to hold at.
   bool waitHeld() {
     std::unique_lock<std::mutex> lock(mutex_);
     return changed_.wait_for(lock, kHangGuard, [&] { return held_; });
   }
-  std::string title() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return title_;
-  }
-  std::vector<double> totals() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return totals_;
-  }
-  int steps() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return steps_;
-  }
-  int finishes() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return finishes_;
-  }
+  std::string title() const { return read(title_); }
+  std::vector<double> totals() const { return read(totals_); }
+  int steps() const { return read(steps_); }
+  int finishes() const { return read(finishes_); }
 
  private:
+  template <class T>
+  T read(const T& member) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return member;
+  }
+
   const int holdAtStep_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;

@@ -180,10 +180,7 @@ TEST_F(IssuesTaskTest, ChoosesBetweenReportFileAndScan) {
   struct Case {
     const char* name;
     File file;
-    bool cacheActual;
-    bool frozen;
-    bool withEngine;
-    bool expectScan;
+    bool cacheActual, frozen, withEngine, expectScan;
     const char* expectedOnL2;    // after the task
     const char* expectedReport;  // what the file says afterwards
   };
@@ -237,8 +234,7 @@ TEST_F(IssuesTaskTest, StartRaisesTheEnginesSignalOncePerCollection) {
 TEST_F(IssuesTaskTest, CancellingStopsTheScanAndWritesNoReport) {
   struct Case {
     const char* name;
-    bool nullProgress;
-    bool beforeDoTask;
+    bool nullProgress, beforeDoTask;
   };
   const Case cases[] = {
       {"during the walk, given progress", false, false},

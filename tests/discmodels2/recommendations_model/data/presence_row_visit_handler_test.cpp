@@ -20,23 +20,20 @@ using data_models2::PresenceRowVisitHandler;
 /// A function row of the call tree and what it calls, built by chaining:
 /// fn("sqrt").in("libm.so.6").system(1).calls({...}).
 struct Fn {
-  std::string name;
-  std::string module = "app";
-  std::string mangledName;
-  std::optional<std::int64_t> isSystem = 0;
-  std::optional<std::int64_t> kind = 0;
+  std::string name, module = "app", mangledName;
+  std::optional<std::int64_t> isSystem = 0, kind = 0;
   std::vector<Fn> children;
 
-  Fn in(std::string m) const { return with([&](Fn& f) { f.module = std::move(m); }); }
-  Fn mangled(std::string m) const { return with([&](Fn& f) { f.mangledName = std::move(m); }); }
-  Fn system(std::optional<std::int64_t> v) const { return with([&](Fn& f) { f.isSystem = v; }); }
-  Fn ofKind(std::optional<std::int64_t> v) const { return with([&](Fn& f) { f.kind = v; }); }
-  Fn calls(std::vector<Fn> c) const { return with([&](Fn& f) { f.children = std::move(c); }); }
+  Fn in(std::string m) const { return set(&Fn::module, std::move(m)); }
+  Fn mangled(std::string m) const { return set(&Fn::mangledName, std::move(m)); }
+  Fn system(std::optional<std::int64_t> v) const { return set(&Fn::isSystem, v); }
+  Fn ofKind(std::optional<std::int64_t> v) const { return set(&Fn::kind, v); }
+  Fn calls(std::vector<Fn> c) const { return set(&Fn::children, std::move(c)); }
 
-  template <class Change>
-  Fn with(Change change) const {
+  template <class T>
+  Fn set(T Fn::*member, T value) const {
     Fn copy = *this;
-    change(copy);
+    copy.*member = std::move(value);
     return copy;
   }
 };

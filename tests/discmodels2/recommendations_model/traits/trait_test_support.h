@@ -47,8 +47,7 @@ inline CommonData loopRecord() {
 
 /// What a trait says, in a form that compares and prints well.
 struct Made {
-  int id;
-  int column;
+  int id, column;
   std::string text;
   bool operator==(const Made&) const = default;
 };

@@ -112,15 +112,8 @@ TEST_F(LoadedResult, ScanPutsTraitsOnLoopsAndLiftsThemToTheFunction) {
   // Loop 2 calls a system function and through memory, and still gets no
   // trait 13 or 14: the scan doesn't run those detectors.
   const std::map<std::uint64_t, std::vector<int>> expected = {
-      {1, {1, 2, 4, 5, 6, 7, 8, 9, 10, 12}},
-      {2, {1, 2, 10, 12}},
-      {3, {4, 5, 6, 7}},
-      {4, {8, 9}},
-      {5, {}},
-      {6, {}},
-      {7, {}},
-      {8, {}},
-  };
+      {1, {1, 2, 4, 5, 6, 7, 8, 9, 10, 12}}, {2, {1, 2, 10, 12}}, {3, {4, 5, 6, 7}}, {4, {8, 9}},
+      {5, {}}, {6, {}}, {7, {}}, {8, {}}};
   for (const auto& [id, ids] : expected) EXPECT_EQ(traitIds(row(id)), ids) << "row " << id;
 
   // Columns travel with the traits.
@@ -151,12 +144,7 @@ TEST_F(LoadedResult, CallTraitsLookAtTheLoopsOwnCalls) {
     std::vector<std::pair<int, int>> system, indirect;
   };
   // The outer loop 7 doesn't see the call of its inner loop 8.
-  const Case cases[] = {
-      {2, {{13, 0}}, {{14, 0}}},
-      {3, {}, {}},
-      {7, {}, {}},
-      {8, {}, {{14, 0}}},
-  };
+  const Case cases[] = {{2, {{13, 0}}, {{14, 0}}}, {3, {}, {}}, {7, {}, {}}, {8, {}, {{14, 0}}}};
   for (const Case& c : cases) {
     provider->fillCommonData(row(c.row));
     EXPECT_EQ(detect(systemCalls, row(c.row)), c.system) << "row " << c.row;
