@@ -131,17 +131,23 @@ class FakeLoopManager : public ILoopManager {
     data.value = it->second;
     return true;
   }
-  sptr_t<IDataset> getTable(int kind) const override { return kind == TableAccessPatterns ? table : nullptr; }
-  void getIndices(const sptr_t<IDataset>&, const row_t&, int, std::vector<int>& out) const override {
-    out = indices;
+  sptr_t<IDataset> getTable(int kind) const override {
+    return kind == TableAccessPatterns ? table : kind == TableDependencies ? dependencyTable : nullptr;
   }
-  sptr_t<ITableView> getView(const std::vector<int>&, int) const override { return nullptr; }
+  void getIndices(const sptr_t<IDataset>&, const row_t&, int kind, std::vector<int>& out) const override {
+    out = kind == TableDependencies ? dependencyIndices : indices;
+  }
+  sptr_t<ITableView> getView(const std::vector<int>&, int kind) const override {
+    return kind == TableDependencies ? dependencyView : nullptr;
+  }
   bool getGathers(Gathers& out) const override {
     out.gathers = gathers;
     return gathersValid;
   }
-  std::vector<NTSCandidatesEvictionsInfo> getNtsCandidates(const row_t&, const sptr_t<IDataset>&, int) const override {
-    return {};
+  std::vector<NTSCandidatesEvictionsInfo> getNtsCandidates(const row_t&, const sptr_t<IDataset>&,
+                                                           int kind) const override {
+    ntsKind = kind;
+    return nts;
   }
   bool getMedianSourceTripCount(const row_t& row, const sptr_t<IDataset>&, std::int64_t& median) const override {
     auto it = medians.find(row.get());
@@ -158,6 +164,13 @@ class FakeLoopManager : public ILoopManager {
   bool gathersValid = false;
   /// Answers of getMedianSourceTripCount by row; a missing row fails.
   std::map<const void*, std::int64_t> medians;
+  /// The dependency table, the records of it that every row has, and their view.
+  sptr_t<IDataset> dependencyTable;
+  std::vector<int> dependencyIndices;
+  sptr_t<ITableView> dependencyView;
+  /// The non-temporal store candidates, and the kind of table last asked for them.
+  std::vector<NTSCandidatesEvictionsInfo> nts;
+  mutable int ntsKind = -1;
 };
 
 class FakeThrottlingModel : public IAVX512FreqThrottlingModel {

@@ -38,39 +38,7 @@ class FakeTableView : public ITableView {
   std::vector<variant_t> cells;
 };
 
-/// A loop manager that also has a dependency table and non-temporal store
-/// candidates.
-class CallFactsManager : public FakeLoopManager {
- public:
-  sptr_t<IDataset> getTable(int kind) const override {
-    return kind == TableDependencies ? dependencyTable : FakeLoopManager::getTable(kind);
-  }
-  void getIndices(const sptr_t<IDataset>& dataset, const row_t& row, int kind, std::vector<int>& out) const override {
-    if (kind == TableDependencies) {
-      out = dependencyIndices;
-    } else {
-      FakeLoopManager::getIndices(dataset, row, kind, out);
-    }
-  }
-  sptr_t<ITableView> getView(const std::vector<int>&, int kind) const override {
-    return kind == TableDependencies ? view : nullptr;
-  }
-  std::vector<NTSCandidatesEvictionsInfo> getNtsCandidates(const row_t&, const sptr_t<IDataset>&,
-                                                           int kind) const override {
-    ntsKind = kind;
-    return nts;
-  }
-
-  sptr_t<IDataset> dependencyTable;
-  std::vector<int> dependencyIndices;
-  sptr_t<FakeTableView> view;
-  std::vector<NTSCandidatesEvictionsInfo> nts;
-  mutable int ntsKind = -1;
-};
-
 struct CallFactsResult : FakeResult {
-  CallFactsResult() { model->loopManager = manager; }
-
   /// A bottom-up loop and its one call-tree row, joined by `funcInstIdx`.
   sptr_t<FakeRow> addLoop(std::uint64_t id, long long funcInstIdx) {
     auto loop = addRow(id);
@@ -95,11 +63,11 @@ struct CallFactsResult : FakeResult {
   void setDependencies(std::vector<variant_t> cells) {
     manager->dependencyTable = foundation::pool_allocate<FakeDataset>(DataTypeNone);
     manager->dependencyIndices = {0};
-    manager->view = foundation::pool_allocate<FakeTableView>();
-    manager->view->cells = std::move(cells);
+    manager->dependencyView = view = foundation::pool_allocate<FakeTableView>();
+    view->cells = std::move(cells);
   }
 
-  sptr_t<CallFactsManager> manager = foundation::pool_allocate<CallFactsManager>();
+  sptr_t<FakeTableView> view;
   sptr_t<FakeRow> callSite;
   std::uint64_t nextCallee = 5000;
 };
@@ -244,8 +212,8 @@ TEST(DependencyPresenceTest, VerdictsFromTheLoopsRecords) {
     if (c.setup == NoManager) result.model->loopManager = nullptr;
     if (c.setup == NoTable) result.manager->dependencyTable = nullptr;
     if (c.setup == NoIndices) result.manager->dependencyIndices.clear();
-    if (c.setup == NoView) result.manager->view = nullptr;
-    if (c.setup == NoColumn) result.manager->view->hasColumn = false;
+    if (c.setup == NoView) result.manager->dependencyView = nullptr;
+    if (c.setup == NoColumn) result.view->hasColumn = false;
     auto provider = result.provider();
     EXPECT_EQ(provider->checkDependencyPresence(loop), c.expected);
     EXPECT_EQ(provider->getData(loop).dependencyPresence, c.expected);

@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "discmodels2/recommendations_model/messages/translation.h"
-#include "tests/discmodels2/recommendations_model/test_fakes.h"
+#include "tests/discmodels2/recommendations_model/traits/trait_test_support.h"
 #include "tests/support/expected_assertions.h"
 
 namespace {
@@ -22,22 +22,12 @@ using data_models2::IDataProvider;
 using data_models2::issues::IssueList;
 using data_models2::issues::IssueRooflineGuidance;
 using system_info::SystemInfo;
+using trait_tests::RecordProvider;
 using Zone = IssueRooflineGuidance::Zone;
 using I = IIssueEx;
 using R = IRecommendation;
 
 constexpr double G = 1e9;
-
-class FakeProvider : public test_fakes::StubProvider {
- public:
-  const CommonData& getData(const row_t& row) const override {
-    auto it = records.find(row.get());
-    return it == records.end() ? fallback : it->second;
-  }
-
-  std::map<const void*, CommonData> records;
-  CommonData fallback;
-};
 
 class RooflineDataset : public FakeDataset {
  public:
@@ -73,17 +63,16 @@ float impactOf(const sptr_t<IIssueEx>& issue) {
   return value;
 }
 
+// The value under the empty key of the bag `key`, as the guidance stores it.
 const variant_t* bagValue(const variant_bag_t& bag, const char* key) {
   const variant_bag_t* sub = bag.get_bag(key);
   return sub ? sub->get("") : nullptr;
 }
 std::int64_t bagInt(const variant_bag_t& bag, const char* key) {
-  const variant_t* value = bagValue(bag, key);
-  return value ? value->as_i64() : -1;
+  return bagValue(bag, key) ? bagValue(bag, key)->as_i64() : -1;
 }
 std::string bagText(const variant_bag_t& bag, const char* key) {
-  const variant_t* value = bagValue(bag, key);
-  return value ? value->text() : "<absent>";
+  return bagValue(bag, key) ? bagValue(bag, key)->text() : "<absent>";
 }
 
 std::vector<std::string> recommendationIds(const sptr_t<IIssueEx>& issue) {
@@ -125,13 +114,12 @@ class RooflineGuidanceTest : public ::testing::Test {
     figures.hasCallStacks = callStacks;
     dataset->figures[row.get()] = figures;
     dataset->set(row, SelfTime, variant_t(1.0));
-    provider->records[row.get()] = CommonData();
-    provider->records[row.get()].innerLoopCount = 0;
+    record(row).innerLoopCount = 0;
     return row;
   }
   CommonData& record(const sptr_t<FakeRow>& row) { return provider->records[row.get()]; }
 
-  std::shared_ptr<FakeProvider> provider = std::make_shared<FakeProvider>();
+  std::shared_ptr<RecordProvider> provider = std::make_shared<RecordProvider>();
   sptr_t<RooflineDataset> dataset = foundation::pool_allocate<RooflineDataset>();
   std::uint64_t next = 1;
 };

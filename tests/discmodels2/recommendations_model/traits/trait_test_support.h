@@ -1,6 +1,6 @@
 #pragma once
-// A provider that hands trait detectors prepared records, and a way to read
-// back what a detector made.
+// A provider that hands detectors prepared records (the trait and roofline
+// tests share it), and a way to read back what a trait detector made.
 
 #include <map>
 #include <memory>
