@@ -277,6 +277,18 @@ class StubProvider : public data_models2::IDataProvider {
   data_models2::CommonData data;
 };
 
+/// The issue ids every row of `dataset` holds, by row id.
+inline std::map<std::uint64_t, std::vector<std::string>> issueIdsByRow(const sptr_t<IDataset>& dataset) {
+  std::map<std::uint64_t, std::vector<std::string>> out;
+  for (int i = 0; i < static_cast<int>(dataset->rowCount()); ++i) {
+    const row_t row = dataset->getRow(dataset->getRowId(i));
+    auto& ids = out[row->getId()];
+    const auto lock = row->lockRow();
+    for (auto it = row->rowIssues(); !it.at_end(); it.next()) ids.push_back(it.current()->getStringId());
+  }
+  return out;
+}
+
 // Only a guard against a hung test: every wait on another thread ends on a
 // signal.
 constexpr std::chrono::seconds kHangGuard{120};

@@ -42,13 +42,19 @@ std::string exampleResultText() {
   return text.str();
 }
 
-/// What the engine announced, in order, with waits for it.
+/// What the engine announced, in order, with waits for it. When asked, it
+/// holds the next task that raises collectionStarted inside its
+/// TaskStarted until the test opens the gate.
 class Recorder {
  public:
   void attach(da::IRecommendationsModel& model) {
     connections_.emplace_back(model.collectionStarted.connect([this] {
-      std::lock_guard<std::mutex> lock(mutex_);
+      std::unique_lock<std::mutex> lock(mutex_);
       ++started_;
+      if (!hold_ || entered_) return;
+      entered_ = true;
+      changed_.notify_all();
+      changed_.wait_for(lock, kHangGuard, [&] { return open_; });
     }));
     connections_.emplace_back(model.collectionFinished.connect([this](bool actual) {
       std::lock_guard<std::mutex> lock(mutex_);
@@ -71,27 +77,9 @@ class Recorder {
     std::lock_guard<std::mutex> lock(mutex_);
     return started_;
   }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int started_ = 0;
-  std::vector<bool> finished_;
-  std::vector<boost::signals2::scoped_connection> connections_;
-};
-
-/// Holds the first task that raises collectionStarted inside its
-/// TaskStarted until the test opens it.
-class StartGate {
- public:
-  void attach(da::IRecommendationsModel& model) {
-    connection_ = model.collectionStarted.connect([this] {
-      std::unique_lock<std::mutex> lock(mutex_);
-      if (entered_) return;
-      entered_ = true;
-      changed_.notify_all();
-      changed_.wait_for(lock, kHangGuard, [&] { return open_; });
-    });
+  void holdNextStart() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    hold_ = true;
   }
   void waitEntered() {
     std::unique_lock<std::mutex> lock(mutex_);
@@ -106,9 +94,10 @@ class StartGate {
  private:
   std::mutex mutex_;
   std::condition_variable changed_;
-  bool entered_ = false;
-  bool open_ = false;
-  boost::signals2::scoped_connection connection_;
+  int started_ = 0;
+  bool hold_ = false, entered_ = false, open_ = false;
+  std::vector<bool> finished_;
+  std::vector<boost::signals2::scoped_connection> connections_;
 };
 
 /// A survey model that is also a view model, as a host's may be: it passes
@@ -162,17 +151,7 @@ struct Session {
   sptr_t<da::IDataset> bottomUp() const { return loaded.models().surveyModel->getDataset(da::BottomUp); }
   std::size_t rowCount() const { return bottomUp()->rowCount(); }
   /// Issue ids per row id, as the rows hold them now.
-  std::map<std::uint64_t, std::vector<std::string>> findings() const {
-    std::map<std::uint64_t, std::vector<std::string>> out;
-    const auto dataset = bottomUp();
-    for (int i = 0; i < static_cast<int>(dataset->rowCount()); ++i) {
-      const da::row_t row = dataset->getRow(dataset->getRowId(i));
-      auto& ids = out[row->getId()];
-      const auto lock = row->lockRow();
-      for (auto it = row->rowIssues(); !it.at_end(); it.next()) ids.push_back(it.current()->getStringId());
-    }
-    return out;
-  }
+  std::map<std::uint64_t, std::vector<std::string>> findings() const { return test_fakes::issueIdsByRow(bottomUp()); }
 
   host_data::LoadResult loaded = host_data::LoadResult::failure("not loaded");
   sptr_t<da::IRecommendationsModel> model;
@@ -330,11 +309,10 @@ TEST(RecommendationsEngine, StoppingDuringTheScanLeavesNoReport) {
 TEST(RecommendationsEngine, SecondStartCancelsTheFirstAndTakesTheNextName) {
   TempDir dir;
   Session s(dir.str());
-  StartGate gate;
-  gate.attach(*s.model);
+  s.recorder.holdNextStart();
   const std::string first = s.engine->getTaskName();
   ASSERT_TRUE(s.model->startCollection());
-  gate.waitEntered();
+  s.recorder.waitEntered();
 
   ASSERT_TRUE(s.model->startCollection());
   EXPECT_EQ("recommendations/recommendations1", s.engine->getTaskName());
@@ -344,7 +322,7 @@ TEST(RecommendationsEngine, SecondStartCancelsTheFirstAndTakesTheNextName) {
   // let go, ends as cancelled, without a report of its own.
   EXPECT_EQ((std::vector<bool>{true}), s.recorder.waitFinished(1));
   EXPECT_TRUE(dir.has(RecommendationsEngine::report_file_name));
-  gate.open();
+  s.recorder.open();
   EXPECT_EQ((std::vector<bool>{true, false}), s.recorder.waitFinished(2));
   data_models2::IScheduler::get()->waitForTask(first);
   // One collection from the host's view: the second task found it running.

@@ -319,19 +319,8 @@ TEST_F(IssuesTaskTest, ProductionScanOfALoadedResultIsReadBackNextTime) {
   EXPECT_EQ(load->lastIssueCount(), 0u);
 
   // Every row holds the same issue ids as after the scan.
-  auto idsOf = [](const sptr_t<IDataset>& tree) {
-    std::vector<std::vector<std::string>> all;
-    for (std::size_t i = 0; i < tree->rowCount(); ++i) {
-      std::vector<std::string> ids;
-      for (auto it = tree->getRow(tree->getRowId(static_cast<int>(i)))->rowIssues(); !it.at_end(); it.next()) {
-        ids.push_back(it.current()->getStringId());
-      }
-      all.push_back(ids);
-    }
-    return all;
-  };
-  EXPECT_EQ(idsOf(again.models().surveyModel->getDataset(BottomUp)),
-            idsOf(models.surveyModel->getDataset(BottomUp)));
+  EXPECT_EQ(issueIdsByRow(again.models().surveyModel->getDataset(BottomUp)),
+            issueIdsByRow(models.surveyModel->getDataset(BottomUp)));
 }
 
 TEST_F(IssuesTaskTest, ExternalToolRunsOnAFreshSnapshotAndItsReportIsTakenOver) {
