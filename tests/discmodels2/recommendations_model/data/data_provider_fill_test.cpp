@@ -62,12 +62,16 @@ TEST(DataProviderFillTest, ReadsEveryFieldIntoItsMember) {
   FakeResult result;
   auto row = result.addRow(1, IMetadata::TypeLoop | IMetadata::TypeInnermost);
   for (const auto& f : fields) result.bottomUp->set(row, f.id, f.value);
+  result.model->mixes[MixStatic] = {{1, variant_t(10)}};
+  result.model->mixes[MixDynamic] = {{1, variant_t(5000)}, {2, variant_t(7)}};
   auto provider = result.provider();
   ASSERT_TRUE(provider->fillCommonData(row));
   const CommonData& d = provider->getData(row);
   for (const auto& f : fields) EXPECT_TRUE(f.read(d)) << fieldName(f.id);
   EXPECT_FALSE(d.isFortran);
   EXPECT_FALSE(d.typeFlag1024);
+  EXPECT_EQ(d.instructionMix, result.model->mixes[MixStatic]);
+  EXPECT_EQ(d.instructionMixDynamic, result.model->mixes[MixDynamic]);
 }
 
 TEST(DataProviderFillTest, RowWithoutFieldsKeepsDefaultsAndRecordsAbsence) {
@@ -118,33 +122,15 @@ TEST(DataProviderGetDataTest, FailedFillIsRememberedAsTheDefaultRecord) {
   EXPECT_TRUE(first.isVorexCompiler);
   provider.getData(row);
   EXPECT_EQ(provider.fills, 1);
-}
 
-TEST(DataProviderGetDataTest, FillsOnceAndRefillReplacesTheRecord) {
-  FakeResult result;
-  auto row = result.addRow(1);
-  result.bottomUp->set(row, SelfTime, variant_t(1.0));
-  CountingProvider provider(result.model, nullptr, nullptr);
-
-  EXPECT_EQ(provider.getData(row).selfTime, 1.0);
-  EXPECT_EQ(provider.getData(row).selfTime, 1.0);
-  EXPECT_EQ(provider.fills, 1);
-
-  result.bottomUp->set(row, SelfTime, variant_t(2.0));
-  EXPECT_EQ(provider.getData(row).selfTime, 1.0);
-  ASSERT_TRUE(provider.fillCommonData(row));
-  EXPECT_EQ(provider.getData(row).selfTime, 2.0);
-}
-
-TEST(DataProviderFillTest, FailsWithoutRowMetadataOrBottomUpTree) {
+  // Fills fail without a row, without row metadata, or without a bottom-up tree.
   FakeResult result;
   auto noMetadata = makeRow(1, 0, false);
   result.bottomUp->add(noMetadata, true);
-  auto provider = result.provider();
-  EXPECT_FALSE(provider->fillCommonData(nullptr));
-  EXPECT_FALSE(provider->fillCommonData(noMetadata));
-  EXPECT_TRUE(provider->getData(noMetadata).typeFlag1024);
-
+  auto filled = result.provider();
+  EXPECT_FALSE(filled->fillCommonData(nullptr));
+  EXPECT_FALSE(filled->fillCommonData(noMetadata));
+  EXPECT_TRUE(filled->getData(noMetadata).typeFlag1024);
   result.model->datasets.erase(BottomUp);
   EXPECT_FALSE(result.provider()->fillCommonData(result.addRow(2)));
 }
@@ -177,6 +163,22 @@ TEST(DataProviderFillTest, TripCountQueriesShareOneRecord) {
     EXPECT_EQ(d.fieldPresence[TripCountAverage], c.averagePresent);
     EXPECT_EQ(d.fieldPresence[CallCount], c.callsPresent);
   }
+}
+
+TEST(DataProviderGetDataTest, FillsOnceAndRefillReplacesTheRecord) {
+  FakeResult result;
+  auto row = result.addRow(1);
+  result.bottomUp->set(row, SelfTime, variant_t(1.0));
+  CountingProvider provider(result.model, nullptr, nullptr);
+
+  EXPECT_EQ(provider.getData(row).selfTime, 1.0);
+  EXPECT_EQ(provider.getData(row).selfTime, 1.0);
+  EXPECT_EQ(provider.fills, 1);
+
+  result.bottomUp->set(row, SelfTime, variant_t(2.0));
+  EXPECT_EQ(provider.getData(row).selfTime, 1.0);
+  ASSERT_TRUE(provider.fillCommonData(row));
+  EXPECT_EQ(provider.getData(row).selfTime, 2.0);
 }
 
 TEST(DataProviderFillTest, MemopAndLanguageFromTheirFields) {
@@ -290,15 +292,6 @@ TEST(DataProviderFillTest, GathersAndStridesFromAccessPatternTable) {
     EXPECT_EQ(d.strides.valid, c.expectStrides);
     EXPECT_EQ(d.strides.get(0), c.expectedKind0);
   }
-}
-
-TEST(DataProviderFillTest, StaticAndDynamicInstructionMixes) {
-  FakeResult result;
-  result.model->mixes[MixStatic] = {{1, variant_t(10)}};
-  result.model->mixes[MixDynamic] = {{1, variant_t(5000)}, {2, variant_t(7)}};
-  const CommonData d = result.provider()->getData(result.addRow(1));
-  EXPECT_EQ(d.instructionMix, result.model->mixes[MixStatic]);
-  EXPECT_EQ(d.instructionMixDynamic, result.model->mixes[MixDynamic]);
 }
 
 }  // namespace
