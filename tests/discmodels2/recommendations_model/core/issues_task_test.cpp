@@ -219,18 +219,6 @@ TEST_F(IssuesTaskTest, ChoosesBetweenReportFileAndScan) {
   }
 }
 
-TEST_F(IssuesTaskTest, StartRaisesTheEnginesSignalOncePerCollection) {
-  int raised = 0;
-  engine->collectionStartedSignal().connect([&raised] { ++raised; });
-  auto first = makeTask(false, false, nullptr);
-  first->TaskStarted();
-  EXPECT_TRUE(engine->isCollectionStarted());
-  // A second task of the same collection finds it running.
-  auto second = makeTask(false, false, nullptr);
-  second->TaskStarted();
-  EXPECT_EQ(raised, 1);
-}
-
 TEST_F(IssuesTaskTest, CancellingStopsTheScanAndWritesNoReport) {
   struct Case {
     const char* name;
