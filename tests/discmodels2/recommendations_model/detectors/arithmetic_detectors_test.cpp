@@ -28,23 +28,6 @@ using assembler_analysis::testing::decode;
 using assembler_analysis::testing::join;
 using system_info::SystemInfo;
 
-std::string line(const std::string& id, unsigned flags, const std::string& title, const std::string& text) {
-  return id + " [" + std::to_string(flags) + "] " + title + " / " + text;
-}
-std::string rec(const std::string& id, int confidence, const std::string& title, const std::string& text,
-                const std::string& bag = "") {
-  return "  " + id + " c" + std::to_string(confidence) + " [8] " + title + " / " + text + (bag.empty() ? "" : " " + bag);
-}
-// A recommendation whose keys follow the id: id_title, and id_text with
-// `textForm` appended ("" for a text without language forms).
-std::string rec(const std::string& id, int confidence, const char* textForm, bool fortran = false,
-                const std::string& bag = "") {
-  return rec(id + (fortran ? "_fortran" : ""), confidence, id + "_title", id + "_text" + textForm, bag);
-}
-std::string issue(const std::string& id, bool fortran = false) {
-  return line(id, fortran ? 129 : 65, id + "_title", id + "_text");
-}
-
 constexpr IMetadata::type_t kInnermostLoop = IMetadata::TypeLoop | IMetadata::TypeInnermost;
 
 // ---- Instructions, as the compilers emit them in such loops.
@@ -89,28 +72,44 @@ sptr_t<FakeRow> loop(Rows& r, const Bytes& body, const std::string& flags = "-O2
   return row;
 }
 
+auto coded(Bytes body, std::string flags = "-O2", Tweak tweak = {}, IMetadata::type_t type = kInnermostLoop) {
+  return [=](Rows& r) { loop(r, body, flags, tweak, type); };
+}
+
+// The summary mix under which a scalar loop looks vectorizable.
+void vectorizableMix(Rows& r) { r.model->mixes[MixSummary] = {{9, 10}, {5, 3}, {1, 4}, {45, 1}}; }
+
+// A scalar loop that looks vectorizable, with `dependency` as its dependency
+// data.
+auto vectorizable(Bytes body, int dependency) {
+  return [=](Rows& r) {
+    loop(r, body, "-O2", [=](CommonData& d) { d.dependencyPresence = dependency; });
+    vectorizableMix(r);
+  };
+}
+
+const Tweak kFortran = [](CommonData& d) { d.isFortran = true; };
+const Tweak kVectorized = [](CommonData& d) { d.isVectorized = true; };
+
 // ---------------------------------------------------------------------------
 // Division and square root
 
-const std::string kDivIssue = issue("div_issue");
-const std::string kAddDiv = rec("add_div", 1, "_cpp");
-const std::string kAddSqrt = rec("add_sqrt", 1, "_cpp");
+const std::string kDivIssue = issueLine("div_issue");
+const std::string kAddDiv = stemRec("add_div", 1, "_cpp");
+const std::string kAddSqrt = stemRec("add_sqrt", 1, "_cpp");
 
 TEST_F(IssueDetectorTest, DivisionAndSquareRoot) {
-  auto withFlags = [](std::string flags) { return [flags](Rows& r) { loop(r, join({kDivsd, kSqrtsd}), flags); }; };
+  auto withFlags = [](std::string flags) { return coded(join({kDivsd, kSqrtsd}), flags); };
   runTable(
       {
-          {"scalar double division", [](Rows& r) { loop(r, kDivsd); }, {kDivIssue, kAddDiv}},
+          {"scalar double division", coded(kDivsd), {kDivIssue, kAddDiv}},
           {"division and square root, in that order", withFlags("-O2"), {kDivIssue, kAddDiv, kAddSqrt}},
-          {"packed single division in Fortran",
-           [](Rows& r) { loop(r, kDivps, "-O3", [](CommonData& d) { d.isFortran = true; }); },
-           {issue("div_issue", true), rec("add_div", 1, "_fortran", true)}},
-          {"integer division does not count", [](Rows& r) { loop(r, kIdiv); }, {}},
-          {"an x87 square root has no operand yet counts", [](Rows& r) { loop(r, kFsqrt); }, {kDivIssue, kAddSqrt}},
-          {"the division's last operand written later",
-           [](Rows& r) { loop(r, join({kDivsd, kMovapsOverDivisor})); }, {}},
-          {"the division's last operand loaded from a constant",
-           [](Rows& r) { loop(r, join({kLoadConstant, kDivsd})); }, {}},
+          {"packed single division in Fortran", coded(kDivps, "-O3", kFortran),
+           {issueLine("div_issue", 129), stemRec("add_div", 1, "_fortran", true)}},
+          {"integer division does not count", coded(kIdiv), {}},
+          {"an x87 square root has no operand yet counts", coded(kFsqrt), {kDivIssue, kAddSqrt}},
+          {"the division's last operand written later", coded(join({kDivsd, kMovapsOverDivisor})), {}},
+          {"the division's last operand loaded from a constant", coded(join({kLoadConstant, kDivsd})), {}},
           // Either sense of an option is a decision already taken.
           {"-no-prec-div", withFlags("-O2 -no-prec-div"), {kDivIssue, kAddSqrt}},
           {"-prec-div", withFlags("-prec-div -O2"), {kDivIssue, kAddSqrt}},
@@ -123,27 +122,24 @@ TEST_F(IssueDetectorTest, DivisionAndSquareRoot) {
           {"/fp:precise", withFlags("/fp:precise"), {}},
           {"/fp:strict", withFlags("/fp:strict"), {}},
           {"-fp-model fast leaves it", withFlags("-fp-model fast"), {kDivIssue, kAddDiv, kAddSqrt}},
-          {"AVX-512 code", [](Rows& r) { loop(r, kDivsd, "-O2", [](CommonData& d) { d.isAvx512 = true; }); }, {}},
-          {"not innermost", [](Rows& r) { loop(r, kDivsd, "-O2", {}, IMetadata::TypeLoop); }, {}},
+          {"AVX-512 code", coded(kDivsd, "-O2", [](CommonData& d) { d.isAvx512 = true; }), {}},
+          {"not innermost", coded(kDivsd, "-O2", {}, IMetadata::TypeLoop), {}},
           {"no code", [](Rows& r) { r.add(kInnermostLoop); }, {}},
       },
-      [](Rows& r) { return std::make_shared<IssueDIV>(r.provider); });
+      make<IssueDIV>());
 }
 
 // ---------------------------------------------------------------------------
 // FMA
 
-// The summary mix under which a scalar loop looks vectorizable.
-void vectorizableMix(Rows& r) { r.model->mixes[MixSummary] = {{9, 10}, {5, 3}, {1, 4}, {45, 1}}; }
-
 const std::string kNoDependencyData = "{no_dependency_disclaimer{=0}}";
 const std::string kDependenciesRun = "{no_dependency_disclaimer{=1}}";
 
-const std::string kFmaIssue = issue("fma_issue");
-const std::string kTargetAvx2 = rec("fma_rec_target_avx2_isa", 1, "");
-const std::string kTargetSpecific = rec("fma_rec_target_specific_isa", 1, "");
-const std::string kEnableFma = rec("fma_rec_explicitly_enable", 1, "");
-std::string enforceFma(const std::string& bag) { return rec("fma_rec_enforce_vec", 1, "_cpp", false, bag); }
+const std::string kFmaIssue = issueLine("fma_issue");
+const std::string kTargetAvx2 = stemRec("fma_rec_target_avx2_isa", 1, "");
+const std::string kTargetSpecific = stemRec("fma_rec_target_specific_isa", 1, "");
+const std::string kEnableFma = stemRec("fma_rec_explicitly_enable", 1, "");
+std::string enforceFma(const std::string& bag) { return stemRec("fma_rec_enforce_vec", 1, "_cpp", false, bag); }
 
 const Bytes kScalarPair = join({kMulsd, kAddsdProduct});
 
@@ -163,15 +159,7 @@ AssemblerLine handLine(unsigned classBit, std::vector<std::pair<std::string, uns
 }
 
 TEST_F(IssueDetectorTest, FusedMultiplyAdd) {
-  auto withFlags = [](std::string flags, Tweak tweak = {}) {
-    return [=](Rows& r) { loop(r, kScalarPair, flags, tweak); };
-  };
-  auto fused = [](Bytes body, int dependency) {
-    return [=](Rows& r) {
-      loop(r, body, "-O2", [=](CommonData& d) { d.dependencyPresence = dependency; });
-      vectorizableMix(r);
-    };
-  };
+  auto withFlags = [](std::string flags, Tweak tweak = {}) { return coded(kScalarPair, flags, tweak); };
   auto memoryProduct = [](bool vectorized) {
     return [=](Rows& r) {
       sptr_t<FakeRow> row = r.add(kInnermostLoop, [=](CommonData& d) { d.isVectorized = vectorized; });
@@ -181,24 +169,24 @@ TEST_F(IssueDetectorTest, FusedMultiplyAdd) {
       r.provider->lines[row.get()] = lines;
     };
   };
+  const Tweak outer = [](CommonData& d) { d.innerLoopCount = 1; };
   runTable(
       {
           {"scalar multiply then add, no target option", withFlags("-O2"), {kFmaIssue, kTargetAvx2}},
-          {"packed multiply then subtract", [](Rows& r) { loop(r, join({kMulpd, kSubpdProduct})); },
-           {kFmaIssue, kTargetAvx2}},
-          {"three-operand add reading the product",
-           [](Rows& r) { loop(r, join({kVmulpsYmm, kVaddpsProductSource}), "-O2", [](CommonData& d) { d.isVectorized = true; }); },
+          {"packed multiply then subtract", coded(join({kMulpd, kSubpdProduct})), {kFmaIssue, kTargetAvx2}},
+          {"three-operand add reading the product", coded(join({kVmulpsYmm, kVaddpsProductSource}), "-O2", kVectorized),
            {kFmaIssue, kTargetAvx2}},
           {"three-operand add writing over the product is no pair",
-           [](Rows& r) { loop(r, join({kVmulpsYmm, kVaddpsProductDestination})); }, {}},
-          {"add before the multiply is no pair", [](Rows& r) { loop(r, join({kAddsdProduct, kMulsd})); }, {}},
+           coded(join({kVmulpsYmm, kVaddpsProductDestination})), {}},
+          {"add before the multiply is no pair", coded(join({kAddsdProduct, kMulsd})), {}},
           {"a product in memory pairs in a scalar loop", memoryProduct(false), {kFmaIssue, kTargetAvx2}},
           {"a product in memory does not pair in a vector loop", memoryProduct(true), {}},
           {"-xHost", withFlags("-O2 -xHost"), {kFmaIssue, kTargetSpecific}},
           {"/QxHost", withFlags("/O2 /QxHost"), {kFmaIssue, kTargetSpecific}},
           {"-xCORE-AVX2 and no strict model", withFlags("-xCORE-AVX2"), {}},
           {"-axCORE-AVX2", withFlags("-axCORE-AVX2 -fp-model strict"), {kFmaIssue, kEnableFma}},
-          {"-march=core-avx2 with strict model", withFlags("-march=core-avx2 -fp-model strict"), {kFmaIssue, kEnableFma}},
+          {"-march=core-avx2 with strict model", withFlags("-march=core-avx2 -fp-model strict"),
+           {kFmaIssue, kEnableFma}},
           {"/arch:CORE-AVX2 with /fp:strict", withFlags("/arch:CORE-AVX2 /fp:strict"), {kFmaIssue, kEnableFma}},
           {"-xHost with strict model", withFlags("-xHost -fp-model strict"), {kFmaIssue, kTargetSpecific, kEnableFma}},
           {"-xHost, strict model, -fma", withFlags("-xHost -fp-model strict -fma"), {kFmaIssue, kTargetSpecific}},
@@ -207,24 +195,24 @@ TEST_F(IssueDetectorTest, FusedMultiplyAdd) {
           {"AVX2 code, -xHost and strict model",
            withFlags("-xHost -fp-model strict", [](CommonData& d) { d.isaType = SystemInfo::IsaAvx2; }),
            {kFmaIssue, kEnableFma}},
-          {"AVX code gets the target advice",
-           withFlags("-O2", [](CommonData& d) { d.isaType = SystemInfo::IsaAvx; }), {kFmaIssue, kTargetAvx2}},
-          {"scalar fused, dependencies run", fused(kVfmadd231sd, 1), {kFmaIssue, enforceFma(kDependenciesRun)}},
-          {"scalar fused, no dependency data", fused(kVfmadd231sd, 0), {kFmaIssue, enforceFma(kNoDependencyData)}},
-          {"scalar fused, proven dependency", fused(kVfmadd231sd, 2), {}},
-          {"scalar fused, not vectorizable", [](Rows& r) { loop(r, kVfmadd231sd); }, {}},
-          {"fused first: the pair after it is not looked for", fused(join({kVfmadd231sd, kScalarPair}), 1),
+          {"AVX code gets the target advice", withFlags("-O2", [](CommonData& d) { d.isaType = SystemInfo::IsaAvx; }),
+           {kFmaIssue, kTargetAvx2}},
+          {"scalar fused, dependencies run", vectorizable(kVfmadd231sd, 1), {kFmaIssue, enforceFma(kDependenciesRun)}},
+          {"scalar fused, no dependency data", vectorizable(kVfmadd231sd, 0),
+           {kFmaIssue, enforceFma(kNoDependencyData)}},
+          {"scalar fused, proven dependency", vectorizable(kVfmadd231sd, 2), {}},
+          {"scalar fused, not vectorizable", coded(kVfmadd231sd), {}},
+          {"fused first: the pair after it is not looked for", vectorizable(join({kVfmadd231sd, kScalarPair}), 1),
            {kFmaIssue, enforceFma(kDependenciesRun)}},
-          {"pair, then fused", fused(join({kScalarPair, kVfmadd231sd}), 1),
+          {"pair, then fused", vectorizable(join({kScalarPair, kVfmadd231sd}), 1),
            {kFmaIssue, enforceFma(kDependenciesRun), kTargetAvx2}},
-          {"Fortran", withFlags("-O2", [](CommonData& d) { d.isFortran = true; }),
-           {issue("fma_issue", true), rec("fma_rec_target_avx2_isa", 1, "", true)}},
+          {"Fortran", withFlags("-O2", kFortran),
+           {issueLine("fma_issue", 129), stemRec("fma_rec_target_avx2_isa", 1, "", true)}},
           {"split loop", withFlags("-O2", [](CommonData& d) { d.isSplitLoop = true; }), {}},
           {"peeled part", withFlags("-O2", [](CommonData& d) { d.isPeelPart = true; }), {}},
           {"remainder part", withFlags("-O2", [](CommonData& d) { d.isRemainderPart = true; }), {}},
-          {"scalar outer loop", withFlags("-O2", [](CommonData& d) { d.innerLoopCount = 1; }), {}},
-          {"vectorized outer loop",
-           withFlags("-O2", [](CommonData& d) { d.innerLoopCount = 1; d.isVectorized = true; }), {kFmaIssue, kTargetAvx2}},
+          {"scalar outer loop", withFlags("-O2", outer), {}},
+          {"vectorized outer loop", withFlags("-O2", both(outer, kVectorized)), {kFmaIssue, kTargetAvx2}},
           {"another compiler", withFlags("-O2", [](CommonData& d) { d.isVorexCompiler = false; }), {}},
           {"no code", [](Rows& r) { r.add(kInnermostLoop); }, {}},
       },
@@ -232,7 +220,7 @@ TEST_F(IssueDetectorTest, FusedMultiplyAdd) {
 
   // Target advice needs a machine that fuses; vectorizing does not.
   runTable({{"pair on an AVX machine", withFlags("-O2"), {}},
-            {"fused on an AVX machine", fused(kVfmadd231sd, 1), {kFmaIssue, enforceFma(kDependenciesRun)}}},
+            {"fused on an AVX machine", vectorizable(kVfmadd231sd, 1), {kFmaIssue, enforceFma(kDependenciesRun)}}},
            [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx, r.model); });
   runTable({{"no survey model", withFlags("-O2"), {}}},
            [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx2, nullptr); });
@@ -241,12 +229,12 @@ TEST_F(IssueDetectorTest, FusedMultiplyAdd) {
 // ---------------------------------------------------------------------------
 // Reciprocals
 
-const std::string kReciprocalIssue = issue("issue_reciprocals");
-const std::string kRecompileAvx512 = rec("reciprocals_rec_recompile_with_AVX512", 1, "");
-const std::string kRecompileManyCore = rec("reciprocals_rec_recompile_with_ZQR", 1, "");
-const std::string kFineTune = rec("reciprocals_rec_fine_tune_accuracy", 1, "");
+const std::string kReciprocalIssue = issueLine("issue_reciprocals");
+const std::string kRecompileAvx512 = stemRec("reciprocals_rec_recompile_with_AVX512", 1, "");
+const std::string kRecompileManyCore = stemRec("reciprocals_rec_recompile_with_ZQR", 1, "");
+const std::string kFineTune = stemRec("reciprocals_rec_fine_tune_accuracy", 1, "");
 std::string enforceReciprocals(const std::string& bag) {
-  return rec("rec_reciprocals_enforce_vec", 1, "_cpp", false, bag);
+  return stemRec("rec_reciprocals_enforce_vec", 1, "_cpp", false, bag);
 }
 
 auto reciprocalMaker(SystemInfo::IsaExtensions isa, SystemInfo::CPUType cpu = SystemInfo::CpuUnknown) {
@@ -254,55 +242,39 @@ auto reciprocalMaker(SystemInfo::IsaExtensions isa, SystemInfo::CPUType cpu = Sy
 }
 
 TEST_F(IssueDetectorTest, Reciprocals) {
-  auto packed = [](std::string flags, Tweak tweak = {}) {
-    return [=](Rows& r) { loop(r, kVdivpsYmm, flags, tweak); };
-  };
-  auto avx512Code = [](CommonData& d) { d.isAvx512 = true; };
-  auto scalar = [](Bytes body, int dependency) {
-    return [=](Rows& r) {
-      loop(r, body, "-O2", [=](CommonData& d) { d.dependencyPresence = dependency; });
-      vectorizableMix(r);
-    };
-  };
+  auto packed = [](std::string flags, Tweak tweak = {}) { return coded(kVdivpsYmm, flags, tweak); };
+  const Tweak avx512Code = [](CommonData& d) { d.isAvx512 = true; };
+  const std::vector<std::string> fineTune = {kReciprocalIssue, kFineTune};
   runTable(
       {
           {"packed division, no target option", packed("-O2"), {kReciprocalIssue, kRecompileAvx512}},
-          {"packed square root", [](Rows& r) { loop(r, kVsqrtpsYmm); }, {kReciprocalIssue, kRecompileAvx512}},
+          {"packed square root", coded(kVsqrtpsYmm), {kReciprocalIssue, kRecompileAvx512}},
           {"packed division, AVX-512 target", packed("-xCORE-AVX512"), {}},
           {"packed division, AVX-512 code path", packed("-axCOMMON-AVX512"), {}},
-          {"AVX-512 code under an accuracy option", packed("-xCORE-AVX512 -fimf-precision=high", avx512Code),
-           {kReciprocalIssue, kFineTune}},
-          {"every accuracy option family counts", packed("-xCORE-AVX512 /Qprec-sqrt", avx512Code),
-           {kReciprocalIssue, kFineTune}},
+          {"AVX-512 code under an accuracy option", packed("-xCORE-AVX512 -fimf-precision=high", avx512Code), fineTune},
+          {"every accuracy option family counts", packed("-xCORE-AVX512 /Qprec-sqrt", avx512Code), fineTune},
           {"AVX-512 code without an accuracy option", packed("-xCORE-AVX512", avx512Code), {}},
-          {"packed reciprocal present", [](Rows& r) { loop(r, join({kVdivpsYmm, kRcpps})); }, {}},
-          {"scalar division, vectorizable, dependencies run", scalar(kDivsd, 1),
+          {"packed reciprocal present", coded(join({kVdivpsYmm, kRcpps})), {}},
+          {"scalar division, vectorizable, dependencies run", vectorizable(kDivsd, 1),
            {kReciprocalIssue, enforceReciprocals(kDependenciesRun)}},
-          {"scalar division and a scalar reciprocal", scalar(join({kDivsd, kRcpss}), 0),
+          {"scalar division and a scalar reciprocal", vectorizable(join({kDivsd, kRcpss}), 0),
            {kReciprocalIssue, enforceReciprocals(kNoDependencyData)}},
-          {"scalar division, proven dependency", scalar(kDivsd, 2), {}},
-          {"scalar division, not vectorizable", [](Rows& r) { loop(r, kDivsd); }, {}},
-          {"scalar and packed division, vectorizable", scalar(join({kDivsd, kVdivpsYmm}), 1),
+          {"scalar division, proven dependency", vectorizable(kDivsd, 2), {}},
+          {"scalar division, not vectorizable", coded(kDivsd), {}},
+          {"scalar and packed division, vectorizable", vectorizable(join({kDivsd, kVdivpsYmm}), 1),
            {kReciprocalIssue, enforceReciprocals(kDependenciesRun), kRecompileAvx512}},
-          {"no division", [](Rows& r) { loop(r, kMulsd); }, {}},
-          {"integer division", [](Rows& r) { loop(r, kIdiv); }, {}},
-          {"Fortran", packed("-O2", [](CommonData& d) { d.isFortran = true; }),
-           {issue("issue_reciprocals", true), rec("reciprocals_rec_recompile_with_AVX512", 1, "", true)}},
-          {"peeled part", [](Rows& r) { loop(r, kVdivpsYmm, "-O2", {}, kInnermostLoop | IMetadata::TypePeelPart); }, {}},
-          {"remainder part",
-           [](Rows& r) { loop(r, kVdivpsYmm, "-O2", {}, kInnermostLoop | IMetadata::TypeRemainderPart); }, {}},
+          {"no division", coded(kMulsd), {}},
+          {"integer division", coded(kIdiv), {}},
+          {"Fortran", packed("-O2", kFortran),
+           {issueLine("issue_reciprocals", 129), stemRec("reciprocals_rec_recompile_with_AVX512", 1, "", true)}},
+          {"peeled part", coded(kVdivpsYmm, "-O2", {}, kInnermostLoop | IMetadata::TypePeelPart), {}},
+          {"remainder part", coded(kVdivpsYmm, "-O2", {}, kInnermostLoop | IMetadata::TypeRemainderPart), {}},
           {"scalar outer loop", packed("-O2", [](CommonData& d) { d.innerLoopCount = 2; }), {}},
           {"another compiler", packed("-O2", [](CommonData& d) { d.isVorexCompiler = false; }), {}},
-          {"no metadata",
-           [](Rows& r) {
-             sptr_t<FakeRow> row = r.addWithoutMetadata();
-             code(r, row, kVdivpsYmm);
-           },
-           {}},
+          {"no metadata", [](Rows& r) { code(r, r.addWithoutMetadata(), kVdivpsYmm); }, {}},
           {"no code", [](Rows& r) { r.add(kInnermostLoop); }, {}},
       },
       reciprocalMaker(SystemInfo::IsaAvx512));
-
   runTable(
       {
           {"many-core machine, no option", packed("-O2"), {kReciprocalIssue, kRecompileManyCore}},
@@ -310,16 +282,14 @@ TEST_F(IssueDetectorTest, Reciprocals) {
           {"many-core machine, other AVX-512 target", packed("-xCORE-AVX512"), {kReciprocalIssue, kRecompileManyCore}},
       },
       reciprocalMaker(SystemInfo::IsaAvx512, SystemInfo::CpuManyCore));
-
   // Collected below AVX-512: only the accuracy advice for AVX-512 code.
   runTable(
       {
           {"packed division", packed("-O2"), {}},
-          {"AVX-512 code under an accuracy option", packed("-fp-model precise", avx512Code), {kReciprocalIssue, kFineTune}},
-          {"scalar division, vectorizable", scalar(kDivsd, 1), {}},
+          {"AVX-512 code under an accuracy option", packed("-fp-model precise", avx512Code), fineTune},
+          {"scalar division, vectorizable", vectorizable(kDivsd, 1), {}},
       },
       reciprocalMaker(SystemInfo::IsaAvx2));
-
   runTable({{"no survey model", packed("-O2"), {}}}, [](Rows& r) {
     return std::make_shared<IssueReciprocal>(r.provider, SystemInfo::IsaAvx512, SystemInfo::CpuUnknown, nullptr);
   });
@@ -328,12 +298,12 @@ TEST_F(IssueDetectorTest, Reciprocals) {
 // ---------------------------------------------------------------------------
 // Floating point and the math library
 
-const std::string kLibmIssue = issue("libm_function_issue");
-const std::string kInlining = rec("libm_function_rec_enable_inlining", 1, "_cpp");
-const std::string kPrecise = rec("libm_function_rec_precise", 3, "");
-const std::string kStrict = rec("libm_function_rec_strict", 3, "");
-const std::string kTqml = rec("libm_function_rec_tqml_gcc", 3, "_cpp");
-const std::string kNewGlibc = rec("libm_function_rec_new_glibc", 1, "_cpp");
+const std::string kLibmIssue = issueLine("libm_function_issue");
+const std::string kInlining = stemRec("libm_function_rec_enable_inlining", 1, "_cpp");
+const std::string kPrecise = stemRec("libm_function_rec_precise", 3, "");
+const std::string kStrict = stemRec("libm_function_rec_strict", 3, "");
+const std::string kTqml = stemRec("libm_function_rec_tqml_gcc", 3, "_cpp");
+const std::string kNewGlibc = stemRec("libm_function_rec_new_glibc", 1, "_cpp");
 
 struct MathLoop {
   std::string compiler = "vorex c++ 2024.0";
@@ -364,13 +334,13 @@ TEST_F(IssueDetectorTest, FloatingPointAndMathLibrary) {
           {"Vorex, nothing to change", math({}), {}},
           {"-Ob0", math({.flags = "-O2 -Ob0"}), {kLibmIssue, kInlining}},
           {"-inline-level=0", math({.flags = "-inline-level=0"}), {kLibmIssue, kInlining}},
-          {"-Ob0 on a vectorized loop", math({.flags = "-Ob0"}, [](CommonData& d) { d.isVectorized = true; }), {}},
+          {"-Ob0 on a vectorized loop", math({.flags = "-Ob0"}, kVectorized), {}},
           {"-fp-model precise", math({.flags = "-fp-model precise"}), {kLibmIssue, kPrecise}},
           {"/fp:precise", math({.flags = "/fp:precise"}), {kLibmIssue, kPrecise}},
           {"precise with fast transcendentals", math({.flags = "-fp-model precise -fast-transcendentals"}), {}},
           {"precise with /Qfast-transcendentals", math({.flags = "/fp:precise /Qfast-transcendentals"}), {}},
-          {"precise on a type 512 row", math({.flags = "-fp-model precise"}, [](CommonData& d) { d.typeFlag512 = true; }),
-           {}},
+          {"precise on a type 512 row",
+           math({.flags = "-fp-model precise"}, [](CommonData& d) { d.typeFlag512 = true; }), {}},
           {"-fp-model strict", math({.flags = "-fp-model strict"}), {kLibmIssue, kStrict}},
           {"/fp:strict", math({.flags = "/fp:strict"}), {kLibmIssue, kStrict}},
           {"/fp-model strict lacks the minus", math({.flags = "/fp-model strict"}), {}},
@@ -383,30 +353,25 @@ TEST_F(IssueDetectorTest, FloatingPointAndMathLibrary) {
           {"GCC, C libraries 2.17 and 3.0", math(gcc({{2, 17}, {3, 0}}, true)), {kLibmIssue, kTqml}},
           {"GCC, no C library known", math(gcc({}, true)), {kLibmIssue, kTqml, kNewGlibc}},
           {"GCC, C library 2.22 without libmvec calls", math(gcc({{2, 22}}, false)), {kLibmIssue, kTqml, kNewGlibc}},
-          {"GCC with -Ob0 and strict model", math({.compiler = "gnu c 12", .flags = "-Ob0 -fp-model strict", .glibc = {{2, 35}}}),
+          {"GCC with -Ob0 and strict model",
+           math({.compiler = "gnu c 12", .flags = "-Ob0 -fp-model strict", .glibc = {{2, 35}}}),
            {kLibmIssue, kInlining, kStrict, kTqml}},
-          {"GCC Fortran", math(gcc({{2, 17}}, false), [](CommonData& d) { d.isFortran = true; }),
-           {issue("libm_function_issue", true), rec("libm_function_rec_tqml_gcc", 3, "_fortran", true),
-            rec("libm_function_rec_new_glibc", 1, "_fortran", true)}},
-          {"another compiler with an old C library", math({.compiler = "clang 17", .glibc = {{2, 17}}, .libmvec = false}),
-           {}},
+          {"GCC Fortran", math(gcc({{2, 17}}, false), kFortran),
+           {issueLine("libm_function_issue", 129), stemRec("libm_function_rec_tqml_gcc", 3, "_fortran", true),
+            stemRec("libm_function_rec_new_glibc", 1, "_fortran", true)}},
+          {"another compiler with an old C library",
+           math({.compiler = "clang 17", .glibc = {{2, 17}}, .libmvec = false}), {}},
           {"no compile options recorded",
            math(gcc({}, false), [](CommonData& d) { d.fieldPresence[CompilerFlags] = false; }), {}},
           {"not innermost", math(gcc({}, false), [](CommonData& d) { d.isInnermostLoop = false; }), {}},
           {"no math calls", math(gcc({}, false), [](CommonData& d) { d.callsMathLibrary = false; }), {}},
       },
-      [](Rows& r) { return std::make_shared<IssueFloatingPoint>(r.provider); });
+      make<IssueFloatingPoint>());
 }
 
 // ---------------------------------------------------------------------------
 // Loops as gcc 12 and clang compile them (-fno-math-errno unless said): the
 // bytes of each loop body, from the first instruction to the backward jump.
-
-Bytes hexBytes(const std::string& hex) {
-  Bytes bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) bytes.push_back(std::stoi(hex.substr(i, 2), nullptr, 16));
-  return bytes;
-}
 
 // double a[i] = b[i] / c[i], gcc -O2
 const char* kGccO2Div = "f20f1004c6f20f5e04c2f20f1104c74883c0014839c175e8";
@@ -445,7 +410,8 @@ const char* kGccAvx512Mixed =
     "cd485e0c4062f1fd48110c424883c0404c39d00f8579ffffff";
 // r[i] = 1.0f / a[i], gcc -O3 -mavx512f -ffast-math: vrcp14ps and a Newton
 // step of two vmulps, vaddps and a vsubps that reads a product
-const char* kGccAvx512Newton = "62f27d484c040662f17c48590c0662f17c4859c962f17c4858c062f17c485cc162f17c481104074883c0404839c175d0";
+const char* kGccAvx512Newton =
+    "62f27d484c040662f17c48590c0662f17c4859c962f17c4858c062f17c485cc162f17c481104074883c0404839c175d0";
 
 struct Compiled {
   const char* name;
@@ -464,6 +430,7 @@ TEST_F(IssueDetectorTest, LoopsCompiledByGccAndClang) {
   const auto sse2 = SystemInfo::IsaSse2;
   const auto avx2 = SystemInfo::IsaAvx2;
   const auto avx512 = SystemInfo::IsaAvx512;
+  const std::vector<std::string> recompile = {kReciprocalIssue, kRecompileAvx512};
   const std::vector<Compiled> loops = {
       {"gcc -O2 division", kGccO2Div, false, "-O2", sse2, {kDivIssue, kAddDiv}, {}, {}},
       {"gcc -O2 square root", kGccO2Sqrt, false, "-O2", sse2, {kDivIssue, kAddSqrt}, {}, {}},
@@ -473,9 +440,8 @@ TEST_F(IssueDetectorTest, LoopsCompiledByGccAndClang) {
       {"gcc AVX2 multiply-add under a strict model", kGccAvx2Axpy, true, "-O3 -xCORE-AVX2 -fp-model strict", avx2,
        {}, {kFmaIssue, kEnableFma}, {}},
       {"gcc AVX2 with FMA", kGccFmaAxpy, true, "-O3 -xCORE-AVX2", avx2, {}, {}, {}},
-      {"gcc AVX2 division", kGccAvx2Div, true, "-O3", avx2, {kDivIssue, kAddDiv}, {}, {kReciprocalIssue, kRecompileAvx512}},
-      {"clang AVX2 division", kClangAvx2Div, true, "-O3", avx2, {kDivIssue, kAddDiv}, {},
-       {kReciprocalIssue, kRecompileAvx512}},
+      {"gcc AVX2 division", kGccAvx2Div, true, "-O3", avx2, {kDivIssue, kAddDiv}, {}, recompile},
+      {"clang AVX2 division", kClangAvx2Div, true, "-O3", avx2, {kDivIssue, kAddDiv}, {}, recompile},
       {"gcc fast-math reciprocal square root", kGccFastRsqrt, true, "-O3", avx2, {}, {}, {}},
       {"gcc AVX-512 square root", kGccAvx512Sqrt, true, "-xCORE-AVX512 -fp-model precise", avx512, {}, {},
        {kReciprocalIssue, kFineTune}},
@@ -505,7 +471,7 @@ TEST_F(IssueDetectorTest, LoopsCompiledByGccAndClang) {
       if (c.looksVectorizable) vectorizableMix(r);
       r.provider->lines[row.get()] = boost::make_shared<AssemblerLines>(decode(hexBytes(c.hex)));
     };
-    runTable({{"IssueDIV", build, c.div}}, [](Rows& r) { return std::make_shared<IssueDIV>(r.provider); });
+    runTable({{"IssueDIV", build, c.div}}, make<IssueDIV>());
     runTable({{"IssueFMA", build, c.fma}},
              [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx512, r.model); });
     runTable({{"IssueReciprocal", build, c.reciprocal}}, reciprocalMaker(SystemInfo::IsaAvx512));

@@ -24,27 +24,6 @@ using namespace data_models2::issues;
 using system_info::SystemInfo;
 namespace compiler_helpers = data_models2::compiler_helpers;
 
-std::string issueLine(const std::string& stem, bool fortran = false, const std::string& text = "") {
-  return stem + " [" + std::to_string(fortran ? 129 : 65) + "] " + stem + "_title / " +
-         (text.empty() ? stem + "_text" : text);
-}
-std::string rec(const std::string& id, int confidence, unsigned flags, const std::string& title,
-                const std::string& text, const std::string& bag = "") {
-  return "  " + id + " c" + std::to_string(confidence) + " [" + std::to_string(flags) + "] " + title + " / " + text +
-         (bag.empty() ? "" : " " + bag);
-}
-// A recommendation of flags 8 whose keys are its stem with "_title" and
-// "_text", the text in the row's language when the catalogue has one.
-std::string stemRec(const std::string& stem, int confidence, const std::string& textForm, bool fortran = false,
-                    const std::string& bag = "") {
-  return rec(stem + (fortran ? "_fortran" : ""), confidence, 8, stem + "_title", stem + "_text" + textForm, bag);
-}
-
-template <class T>
-auto make() {
-  return [](Rows& r) { return std::make_shared<T>(r.provider); };
-}
-
 // ---------------------------------------------------------------------------
 // User functions, serialized or keeping the loop scalar
 
@@ -77,8 +56,7 @@ auto caller(Caller c) {
 
 const std::string kFunctions = "{user_functions{arrayOf=item,item{=clamp},item{=weight}}}";
 const std::string kUserIssue = issueLine("user_functions_prevent_vectorization_issue");
-const std::string kUserInline =
-    stemRec("user_function_prevent_vectorization_rec_enable_inlining", 1, "");
+const std::string kUserInline = stemRec("user_function_prevent_vectorization_rec_enable_inlining", 1, "");
 const std::string kUserSimd = stemRec("user_function_prevent_vectorization_rec_try_simd", 1, "_cpp", false, kFunctions);
 const std::string kUserSimdForced =
     stemRec("user_function_prevent_vectorization_rec_try_simd_f", 1, "_cpp", false, kFunctions);
@@ -91,9 +69,8 @@ TEST_F(IssueDetectorTest, UserFunctions) {
            caller({.flags = "-O2 -inline-level=0", .diagnostic = 15344}),
            {kUserIssue, kUserInline, kUserSimd, kUserSimdForced}},
           {"/Ob0 switches inlining off", caller({.flags = "/O2 /Ob0"}), {kUserIssue, kUserInline, kUserSimd}},
-          {"Fortran",
-           caller({.fortran = true}),
-           {issueLine("user_functions_prevent_vectorization_issue", true),
+          {"Fortran", caller({.fortran = true}),
+           {issueLine("user_functions_prevent_vectorization_issue", 129),
             stemRec("user_function_prevent_vectorization_rec_try_simd", 1, "_fortran", true, kFunctions)}},
           {"vectorized", caller({.vectorized = true}), {}},
           {"not innermost", caller({.innermost = false}), {}},
@@ -109,8 +86,8 @@ TEST_F(IssueDetectorTest, SerializedUserFunctions) {
   const std::string simd = stemRec("serialized_user_function_rec_try_simd", 3, "_cpp", false, kFunctions);
   runTable(
       {
-          {"vectorized loop calling user functions", caller({.vectorized = true, .innermost = false, .bodyPart = false}),
-           {issue, simd}},
+          {"vectorized loop calling user functions",
+           caller({.vectorized = true, .innermost = false, .bodyPart = false}), {issue, simd}},
           {"inlining off", caller({.vectorized = true, .flags = "-Ob0"}),
            {issue, stemRec("serialized_user_function_rec_enable_inlining", 1, ""), simd}},
           {"scalar", caller({}), {}},
@@ -125,12 +102,7 @@ TEST_F(IssueDetectorTest, SerializedUserFunctions) {
 
 TEST_F(IssueDetectorTest, SystemFunctions) {
   auto loop = [](Tweak t) {
-    return [t](Rows& r) {
-      r.add(IMetadata::TypeLoop, [&](CommonData& d) {
-        d.callsSystemFunctions = true;
-        t(d);
-      });
-    };
+    return [t](Rows& r) { r.add(IMetadata::TypeLoop, both([](CommonData& d) { d.callsSystemFunctions = true; }, t)); };
   };
   runTable(
       {
@@ -179,11 +151,13 @@ auto indirect(Indirect i, Tweak t = {}) {
 }
 
 TEST_F(IssueDetectorTest, IndirectCalls) {
-  const std::string issue = issueLine("indirect_call_issue", false, "indirect_call_issue_text_cpp");
+  const std::string issue = issueLine("indirect_call_issue", 65, "indirect_call_issue_text_cpp");
   const std::string move = stemRec("indirect_call_rec_move", 1, "_cpp");
   const std::string simd = stemRec("indirect_call_rec_simd", 1, "");
   const std::string proxy = stemRec("indirect_call_rec_proxy", 1, "");
   const std::string branch = stemRec("indirect_call_rec_branch_prediction", 1, "");
+  const Tweak noUserCalls = [](CommonData& d) { d.callsUserFunctions = false; };
+  const Tweak outer = [](CommonData& d) { d.isInnermostLoop = false; };
   auto onMachine = [](int value) {
     return [value](Rows& r) {
       return std::make_shared<IssueIndirectCalls>(r.provider, static_cast<SystemInfo::IsaExtensions>(value));
@@ -199,22 +173,16 @@ TEST_F(IssueDetectorTest, IndirectCalls) {
           {"C++ names on another compiler 17", indirect({.cppNames = true, .vorex = false, .major = 17}),
            {issue, move, proxy}},
           {"system calls reached count as calls",
-           indirect({}, [](CommonData& d) {
-             d.callsUserFunctions = false;
-             d.callsSystemFunctions = true;
-           }),
-           {issue, move}},
+           indirect({}, both(noUserCalls, [](CommonData& d) { d.callsSystemFunctions = true; })), {issue, move}},
           {"Fortran texts", indirect({}, [](CommonData& d) { d.isFortran = true; }),
-           {issueLine("indirect_call_issue", true, "indirect_call_issue_text_fortran"),
+           {issueLine("indirect_call_issue", 129, "indirect_call_issue_text_fortran"),
             stemRec("indirect_call_rec_move", 1, "_fortran", true)}},
-          {"no calls", indirect({}, [](CommonData& d) { d.callsUserFunctions = false; }), {}},
-          {"system calls made directly", indirect({}, [](CommonData& d) { d.callsSystemFunctionsDirectly = true; }), {}},
+          {"no calls", indirect({}, noUserCalls), {}},
+          {"system calls made directly",
+           indirect({}, [](CommonData& d) { d.callsSystemFunctionsDirectly = true; }), {}},
           {"split", indirect({}, [](CommonData& d) { d.isSplitLoop = true; }), {}},
-          {"scalar outer loop", indirect({}, [](CommonData& d) { d.isInnermostLoop = false; }), {}},
-          {"vectorized outer loop", indirect({}, [](CommonData& d) {
-             d.isInnermostLoop = false;
-             d.isVectorized = true;
-           }),
+          {"scalar outer loop", indirect({}, outer), {}},
+          {"vectorized outer loop", indirect({}, both(outer, [](CommonData& d) { d.isVectorized = true; })),
            {issue, move}},
           {"no indirect call in the code", indirect({.found = false}), {}},
           {"no walk possible", indirect({.walk = false}), {}},
@@ -243,6 +211,8 @@ TEST_F(IssueDetectorTest, OpenMP) {
     };
   };
   const std::string issue = issueLine("omp_prevents_vect_issue");
+  const Tweak vectorized = [](CommonData& d) { d.isVectorized = true; };
+  const Tweak split = [](CommonData& d) { d.isSplitLoop = true; };
   const std::string thread = stemRec("omp_prevents_vect_rec_thread_func", 1, "_cpp");
   const std::string lock = stemRec("omp_prevents_vect_rec_lock_func", 1, "_cpp");
   runTable(
@@ -252,13 +222,9 @@ TEST_F(IssueDetectorTest, OpenMP) {
           {"lock calls", calls(5), {issue, lock}},
           {"runtime calls of neither kind", calls(1), {}},
           {"no runtime calls", calls(0), {}},
-          {"vectorized", calls(3, [](CommonData& d) { d.isVectorized = true; }), {issue, thread}},
-          {"vectorized and split", calls(3, [](CommonData& d) {
-             d.isVectorized = true;
-             d.isSplitLoop = true;
-           }),
-           {}},
-          {"scalar innermost and split", calls(3, [](CommonData& d) { d.isSplitLoop = true; }), {issue, thread}},
+          {"vectorized", calls(3, vectorized), {issue, thread}},
+          {"vectorized and split", calls(3, both(vectorized, split)), {}},
+          {"scalar innermost and split", calls(3, split), {issue, thread}},
       },
       make<IssueOpenMP>());
 }
@@ -296,13 +262,11 @@ auto vectorLoop(const char* isa, std::vector<Callee> callees, bool fortran = fal
 }
 
 TEST_F(IssueDetectorTest, VectorFunctionAttributes) {
-  const std::string issue = issueLine("vector_function_attr_issue", false, "vector_function_attr_issue_text_cpp");
-  const std::string issueF = issueLine("vector_function_attr_issue", true, "vector_function_attr_issue_text_fortran");
-  const std::string cpu = rec("add_processor_specification", 3, 9, "add_processor_specification_title",
-                              "add_processor_specification_text_cpp");
-  const std::string cpuF = rec("add_processor_specification_fortran", 3, 9, "add_processor_specification_title",
-                               "add_processor_specification_text_fortran");
-  const std::string linear = rec("add_linear_ref_fortran", 1, 9, "add_linear_ref_title", "add_linear_ref_text");
+  const std::string issue = issueLine("vector_function_attr_issue", 65, "vector_function_attr_issue_text_cpp");
+  const std::string issueF = issueLine("vector_function_attr_issue", 129, "vector_function_attr_issue_text_fortran");
+  const std::string cpu = stemRec("add_processor_specification", 3, "_cpp", false, "", 9);
+  const std::string cpuF = stemRec("add_processor_specification", 3, "_fortran", true, "", 9);
+  const std::string linear = stemRec("add_linear_ref", 1, "", true, "", 9);
   // _ZGVe: built for AVX-512; _ZGVb: for SSE.
   const Callee avx512{"_ZGVeN8v_weight"};
   const Callee sse{"_ZGVbN2v_weight"};
@@ -339,6 +303,13 @@ struct Algorithm {
   bool special = false;  // type 16384
 };
 
+sptr_t<FakeRow> functionRow(Rows& r, const char* name) {
+  return r.add(0, [&](CommonData& d) {
+    d.isLoop = false;
+    d.functionName = name;
+  });
+}
+
 sptr_t<FakeRow> algorithmRow(Rows& r, const Algorithm& a) {
   return r.add(0, [&](CommonData& d) {
     d.isLoop = false;
@@ -355,10 +326,7 @@ auto withLoop(Algorithm a, std::uint64_t trips, bool tripsKnown = true, std::uin
               double calleeTime = -1.0, bool vectorized = false) {
   return [=](Rows& r) {
     sptr_t<FakeRow> algorithm = algorithmRow(r, a);
-    sptr_t<FakeRow> functor = r.add(0, [](CommonData& d) {
-      d.isLoop = false;
-      d.functionName = "Scale::operator()(int&) const";
-    });
+    sptr_t<FakeRow> functor = functionRow(r, "Scale::operator()(int&) const");
     sptr_t<FakeRow> loop = r.add(IMetadata::TypeLoop, [&](CommonData& d) {
       d.fieldPresence[TripCountAverage] = tripsKnown;
       d.tripCountAverage = trips;
@@ -380,7 +348,7 @@ std::vector<std::string> stl(const std::string& algorithm, std::vector<std::stri
   std::string items;
   for (const std::string& p : policies) items += ",item{=" + p + "}";
   return {"issue_stl_algorithms [65] issue_stl_algorithms / ",
-          rec("rec_use_parallel_stl", confidence, 8, "rec_use_parallel_stl", "",
+          rec("rec_use_parallel_stl", confidence, "rec_use_parallel_stl", "",
               "{stl_algorithm{=" + algorithm + "},pstl_exec_polices{arrayOf=item" + items + "}}")};
 }
 
@@ -406,7 +374,8 @@ TEST_F(IssueDetectorTest, STLAlgorithms) {
           {"a million iterations: threads", withLoop({.name = anyOf}, 1000000), stl("any_of", {"par", "par_unseq"}, 3)},
           {"one short of a million, 5 us per call: threads", withLoop({.name = anyOf}, 999999, true, 2, 1e-05),
            stl("any_of", {"par", "par_unseq"}, 3)},
-          {"trips unknown, time per call known and short", withLoop({}, 0, false, 10, 1e-06), stl("for_each", {"unseq"}, 3)},
+          {"trips unknown, time per call known and short", withLoop({}, 0, false, 10, 1e-06),
+           stl("for_each", {"unseq"}, 3)},
           {"trips unknown, no callee: judged by its own time", withLoop({.selfTime = 0.5}, 0, false),
            stl("for_each", {"par", "par_unseq"}, 1)},
       },
@@ -418,14 +387,8 @@ TEST_F(IssueDetectorTest, STLAlgorithmSearchStaysOnFunctionObjects) {
   auto provider = std::make_shared<IssueProvider>();
   Rows rows(provider);
   sptr_t<FakeRow> start = algorithmRow(rows, {});
-  sptr_t<FakeRow> helper = rows.add(0, [](CommonData& d) {
-    d.isLoop = false;
-    d.functionName = "helper";
-  });
-  sptr_t<FakeRow> functor = rows.add(0, [](CommonData& d) {
-    d.isLoop = false;
-    d.functionName = "Op::operator()";
-  });
+  sptr_t<FakeRow> helper = functionRow(rows, "helper");
+  sptr_t<FakeRow> functor = functionRow(rows, "Op::operator()");
   sptr_t<FakeRow> hidden = rows.add(IMetadata::TypeLoop);
   sptr_t<FakeRow> found = rows.add(IMetadata::TypeLoop);
   rows.bottomUpChild(start, helper);

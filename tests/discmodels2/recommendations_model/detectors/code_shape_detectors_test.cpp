@@ -20,16 +20,6 @@ namespace {
 using namespace issue_tests;
 using namespace data_models2::issues;
 
-std::string line(const std::string& id, unsigned flags, const std::string& title, const std::string& text,
-                 const std::string& extra = "") {
-  return id + " [" + std::to_string(flags) + "] " + title + " / " + text + (extra.empty() ? "" : " " + extra);
-}
-std::string rec(const std::string& id, int confidence, const std::string& title, const std::string& text,
-                const std::string& bag = "") {
-  return "  " + id + " c" + std::to_string(confidence) + " [8] " + title + " / " + text +
-         (bag.empty() ? "" : " " + bag);
-}
-
 constexpr IMetadata::type_t kLoop = IMetadata::TypeLoop;
 
 // ---------------------------------------------------------------------------
@@ -51,50 +41,61 @@ sptr_t<FakeRow> splitLoop(Rows& r, const Tweak& tweak = {}) {
   });
 }
 
-// A part of `loop` with trip counts, unrolled once, vectorized when its
-// vector length is above 1.
-sptr_t<FakeRow> part(Rows& r, const sptr_t<FakeRow>& loop, IMetadata::type_t kind, double time, std::uint64_t trips,
-                     int vectorLength, const Tweak& tweak = {}) {
-  sptr_t<FakeRow> row = r.add(kLoop | kind, [=](CommonData& d) {
-    d.isPeelPart = kind == kPeel;
-    d.isRemainderPart = kind == kRemainder;
-    d.isVectorBodyPart = kind == kBody;
-    d.isVectorized = vectorLength > 1;
-    d.totalTime = time;
-    d.tripCountAverage = trips;
+// A part of a split loop with trip counts, unrolled once, vectorized when
+// its vector length is above 1.
+struct Part {
+  IMetadata::type_t kind;
+  double time;
+  std::uint64_t trips;
+  int vectorLength;
+  Tweak tweak = {};
+};
+
+sptr_t<FakeRow> part(Rows& r, const sptr_t<FakeRow>& loop, const Part& p) {
+  sptr_t<FakeRow> row = r.add(kLoop | p.kind, [&](CommonData& d) {
+    d.isPeelPart = p.kind == kPeel;
+    d.isRemainderPart = p.kind == kRemainder;
+    d.isVectorBodyPart = p.kind == kBody;
+    d.isVectorized = p.vectorLength > 1;
+    d.totalTime = p.time;
+    d.tripCountAverage = p.trips;
     d.tripCountsValid = true;
-    d.vectorLength = vectorLength;
+    d.vectorLength = p.vectorLength;
     d.unrollFactor = 1;
     d.isaName = "avx2";
-    if (tweak) tweak(d);
+    if (p.tweak) p.tweak(d);
   });
   r.treeChild(loop, row);
   return row;
 }
 
+auto split(std::vector<Part> parts, Tweak loopTweak = {}) {
+  return [=](Rows& r) {
+    sptr_t<FakeRow> loop = splitLoop(r, loopTweak);
+    for (const Part& p : parts) part(r, loop, p);
+  };
+}
+
+const Tweak kNoCounts = [](CommonData& d) { d.tripCountsValid = false; };
+const Tweak kOldCompiler = [](CommonData& d) { d.compilerVersion.major = 15; };
+const Tweak kThreaded = [](CommonData& d) { d.typeFlag16384 = true; };
+const Tweak kAvx512 = [](CommonData& d) { d.isAvx512 = true; };
+const Tweak kUnrolledTwice = [](CommonData& d) { d.unrollFactor = 2; };
+
 // A body that outweighs its small peel and remainder: the split alone is no
 // problem, what the loop gets depends on the counts.
-void quietSplit(Rows& r, std::uint64_t bodyTrips, const Tweak& loopTweak = {}, const Tweak& peelTweak = {}) {
-  auto loop = splitLoop(r, loopTweak);
-  part(r, loop, kPeel, 0.01, 2, 1, peelTweak);
-  part(r, loop, kBody, 1.0, bodyTrips, 1);
-  part(r, loop, kRemainder, 0.01, 1, 1);
+auto quietSplit(std::uint64_t bodyTrips, const Tweak& loopTweak = {}, const Tweak& peelTweak = {}) {
+  return split({{kPeel, 0.01, 2, 1, peelTweak}, {kBody, 1.0, bodyTrips, 1}, {kRemainder, 0.01, 1, 1}}, loopTweak);
 }
 
 // Peel 0.1 s of 1 trip, vector body 0.2 s of 10 trips of 8, scalar
 // remainder 0.3 s of 5 trips: the edges outweigh the body.
-void heavyEdges(Rows& r, int compilerMajor) {
-  auto loop = splitLoop(r, [=](CommonData& d) { d.compilerVersion.major = compilerMajor; });
-  part(r, loop, kPeel, 0.1, 1, 1);
-  part(r, loop, kBody, 0.2, 10, 8);
-  part(r, loop, kRemainder, 0.3, 5, 1);
+auto heavyEdges(const Tweak& loopTweak = {}, const Tweak& peelTweak = {}) {
+  return split({{kPeel, 0.1, 1, 1, peelTweak}, {kBody, 0.2, 10, 8}, {kRemainder, 0.3, 5, 1}}, loopTweak);
 }
 
-const std::string kIssue = line("peel_remainder_issue", 65, "peel_remainder_issue_title", "peel_remainder_issue_text");
-std::string issueWithImpact(const std::string& impact) {
-  return line("peel_remainder_issue", 65, "peel_remainder_issue_title", "peel_remainder_issue_text",
-              "impact=" + impact);
-}
+const std::string kIssue = issueLine("peel_remainder_issue");
+std::string issueWithImpact(const std::string& impact) { return kIssue + " impact=" + impact; }
 std::string peelRec(int id, int confidence, const std::string& bag = "") {
   static const char* const stems[] = {"",
                                       "peel_remainder_rec_loop_count",
@@ -111,11 +112,9 @@ std::string peelRec(int id, int confidence, const std::string& bag = "") {
     return rec("rec_peel_remainder_disable_dynamic_align", confidence, "rec_peel_remainder_disable_dynamic_align",
                "rec_peel_remainder_disable_dynamic_align_cpp", bag);
   }
-  const std::string stem = stems[id];
   // The texts of the trip count run and the scalar remainder are the same
   // for both languages.
-  const bool oneText = id == 6 || id == 8;
-  return rec(stem, confidence, stem + "_title", stem + (oneText ? "_text" : "_text_cpp"), bag);
+  return stemRec(stems[id], confidence, id == 6 || id == 8 ? "" : "_cpp", false, bag);
 }
 // The bag's members in the order they are added.
 std::string partsBag(int vectorLength, int tripCount, int peel, int unroll, int compiler = 0) {
@@ -126,126 +125,64 @@ std::string partsBag(int vectorLength, int tripCount, int peel, int unroll, int 
 const std::string kCountsRan = "{no_tripcounts_disclaimer{=0}}";
 const std::string kCountsMissing = "{no_tripcounts_disclaimer{=1}}";
 
-class PeelRemainderTest : public IssueDetectorTest {};
-
-TEST_F(PeelRemainderTest, RemediesTheirOrderAndTheEstimate) {
+TEST_F(IssueDetectorTest, PeelRemainder) {
+  const std::string heavyImpact = issueWithImpact("0.093354702");
   const std::vector<Case> cases = {
       {"a loop that was not split", [](Rows& r) { r.add(kLoop); }, {}},
       {"the unrolling mark answers alone, even without parts",
-       [](Rows& r) { splitLoop(r, [](CommonData& d) { d.typeFlag2048 = true; }); },
-       {kIssue, peelRec(2, 1)}},
+       [](Rows& r) { splitLoop(r, [](CommonData& d) { d.typeFlag2048 = true; }); }, {kIssue, peelRec(2, 1)}},
       {"the unrolling mark in Fortran",
-       [](Rows& r) {
-         splitLoop(r, [](CommonData& d) {
-           d.typeFlag2048 = true;
-           d.isFortran = true;
-         });
-       },
-       {line("peel_remainder_issue", 129, "peel_remainder_issue_title", "peel_remainder_issue_text"),
-        rec("peel_remainder_rec_unroll_prevents_fortran", 1, "peel_remainder_rec_unroll_prevents_title",
-            "peel_remainder_rec_unroll_prevents_text_fortran")}},
-      {"old compiler, no parts: unrolling and a trip count run",
-       [](Rows& r) { splitLoop(r, [](CommonData& d) { d.compilerVersion.major = 15; }); },
+       [](Rows& r) { splitLoop(r, [](CommonData& d) { d.typeFlag2048 = d.isFortran = true; }); },
+       {issueLine("peel_remainder_issue", 129), stemRec("peel_remainder_rec_unroll_prevents", 1, "_fortran", true)}},
+      {"old compiler, no parts: unrolling and a trip count run", split({}, kOldCompiler),
        {kIssue, peelRec(2, 1), peelRec(6, 2, kCountsMissing)}},
-      {"current compiler, no parts: vector remainder, trip count run, loop count",
-       [](Rows& r) { splitLoop(r); },
+      {"current compiler, no parts: vector remainder, trip count run, loop count", split({}),
        {kIssue, peelRec(7, 1), peelRec(6, 2, kCountsMissing), peelRec(1, 2, kCountsMissing)}},
-      {"heavy edges: align, pad, tell the loop count",
-       [](Rows& r) { heavyEdges(r, 19); },
-       {issueWithImpact("0.093354702"), peelRec(7, 1), peelRec(4, 3), peelRec(5, 3, partsBag(8, 86, 1, 1)),
-        peelRec(1, 2, kCountsRan)}},
-      {"heavy edges, old compiler: the loop count twice, as two steps add it",
-       [](Rows& r) { heavyEdges(r, 15); },
-       {issueWithImpact("0.093354702"), peelRec(1, 1), peelRec(2, 1), peelRec(4, 3),
-        peelRec(5, 3, partsBag(8, 86, 1, 1)), peelRec(1, 1, kCountsRan)}},
-      {"a compiler of another vendor counts as old",
-       [](Rows& r) {
-         heavyEdges(r, 19);
-         r.data(r.examined).isVorexCompiler = false;
-       },
-       {issueWithImpact("0.093354702"), peelRec(1, 1), peelRec(2, 1), peelRec(4, 3),
-        peelRec(5, 3, partsBag(8, 86, 1, 1)), peelRec(1, 1, kCountsRan)}},
+      {"heavy edges: align, pad, tell the loop count", heavyEdges(),
+       {heavyImpact, peelRec(7, 1), peelRec(4, 3), peelRec(5, 3, partsBag(8, 86, 1, 1)), peelRec(1, 2, kCountsRan)}},
+      {"heavy edges, old compiler: the loop count twice, as two steps add it", heavyEdges(kOldCompiler),
+       {heavyImpact, peelRec(1, 1), peelRec(2, 1), peelRec(4, 3), peelRec(5, 3, partsBag(8, 86, 1, 1)),
+        peelRec(1, 1, kCountsRan)}},
+      {"a compiler of another vendor counts as old", heavyEdges([](CommonData& d) { d.isVorexCompiler = false; }),
+       {heavyImpact, peelRec(1, 1), peelRec(2, 1), peelRec(4, 3), peelRec(5, 3, partsBag(8, 86, 1, 1)),
+        peelRec(1, 1, kCountsRan)}},
       {"AVX-512 with a short vector remainder: let it run scalar",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 2, 16, [](CommonData& d) { d.isAvx512 = true; });
-         part(r, loop, kRemainder, 0.2, 1, 16, [](CommonData& d) { d.field92 = 6; });
-       },
+       split({{kBody, 0.1, 2, 16, kAvx512}, {kRemainder, 0.2, 1, 16, [](CommonData& d) { d.field92 = 6; }}}),
        {kIssue, peelRec(8, 1), peelRec(5, 1, partsBag(16, 48, 0, 1)), peelRec(1, 1, kCountsRan)}},
       {"AVX-512 with a remainder at the bound of short (125 / 16 = 7)",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 2, 16, [](CommonData& d) { d.isAvx512 = true; });
-         part(r, loop, kRemainder, 0.2, 1, 16, [](CommonData& d) { d.field92 = 7; });
-       },
+       split({{kBody, 0.1, 2, 16, kAvx512}, {kRemainder, 0.2, 1, 16, [](CommonData& d) { d.field92 = 7; }}}),
        {kIssue, peelRec(5, 1, partsBag(16, 48, 0, 1)), peelRec(1, 1, kCountsRan)}},
       {"unrolled past the iterations, sure because the counts are exact",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 1, 2, [](CommonData& d) { d.field36 = true; });
-         part(r, loop, kRemainder, 0.2, 0, 1, [](CommonData& d) { d.unrollFactor = 2; });
-       },
+       split({{kBody, 0.1, 1, 2, [](CommonData& d) { d.field36 = true; }}, {kRemainder, 0.2, 0, 1, kUnrolledTwice}}),
        {issueWithImpact("0.150000006"), peelRec(2, 3, partsBag(2, 2, 0, 2)), peelRec(7, 1),
         peelRec(5, 3, partsBag(2, 2, 0, 2)), peelRec(1, 2, kCountsRan)}},
       {"unrolled past the iterations, counts not exact: two iterations are too few to be sure",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 1, 2);
-         part(r, loop, kRemainder, 0.2, 0, 1, [](CommonData& d) { d.unrollFactor = 2; });
-       },
+       split({{kBody, 0.1, 1, 2}, {kRemainder, 0.2, 0, 1, kUnrolledTwice}}),
        {issueWithImpact("0.150000006"), peelRec(2, 1, partsBag(2, 2, 0, 2)), peelRec(7, 1),
         peelRec(5, 3, partsBag(2, 2, 0, 2)), peelRec(1, 2, kCountsRan)}},
       {"two iterations for a vector of four: a shorter vector length",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 0, 4);
-         part(r, loop, kRemainder, 0.2, 2, 1);
-       },
+       split({{kBody, 0.1, 0, 4}, {kRemainder, 0.2, 2, 1}}),
        {issueWithImpact("0.0120016336"), peelRec(7, 1), peelRec(3, 1, partsBag(4, 2, 0, 1, 19)),
         peelRec(5, 3, partsBag(4, 2, 0, 1)), peelRec(1, 2, kCountsRan)}},
-      {"one iteration is no case for a shorter vector",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 0, 4);
-         part(r, loop, kRemainder, 0.2, 1, 1);
-       },
+      {"one iteration is no case for a shorter vector", split({{kBody, 0.1, 0, 4}, {kRemainder, 0.2, 1, 1}}),
        {issueWithImpact("-0.275996745"), peelRec(7, 1), peelRec(5, 3, partsBag(4, 1, 0, 1)),
         peelRec(1, 2, kCountsRan)}},
-      {"a body of 19 iterations can't hide its peel: align, then pad",
-       [](Rows& r) { quietSplit(r, 19); },
+      {"a body of 19 iterations can't hide its peel: align, then pad", quietSplit(19),
        {issueWithImpact("0.469087243"), peelRec(4, 1), peelRec(5, 1, partsBag(1, 22, 2, 1)),
         peelRec(1, 1, kCountsRan)}},
-      {"a body of 20 iterations can: nothing to advise, the issue is dropped",
-       [](Rows& r) { quietSplit(r, 20); },
-       {}},
+      {"a body of 20 iterations can: nothing to advise, the issue is dropped", quietSplit(20), {}},
       {"a SIMD-marked peel of a threaded loop: the OpenMP modifier and alignment",
-       [](Rows& r) {
-         quietSplit(
-             r, 20, [](CommonData& d) { d.typeFlag16384 = true; }, [](CommonData& d) { d.typeFlag512 = true; });
-       },
+       quietSplit(20, kThreaded, [](CommonData& d) { d.typeFlag512 = true; }),
        {issueWithImpact("0.447132647"), peelRec(9, 3), peelRec(4, 3), peelRec(5, 1, partsBag(1, 23, 2, 1)),
         peelRec(1, 1, kCountsRan)}},
       {"a threaded loop with a remainder of two iterations: the compiler's modifier",
-       [](Rows& r) {
-         auto loop = splitLoop(r, [](CommonData& d) { d.typeFlag16384 = true; });
-         part(r, loop, kBody, 1.0, 20, 1);
-         part(r, loop, kRemainder, 0.01, 2, 1);
-       },
+       split({{kBody, 1.0, 20, 1}, {kRemainder, 0.01, 2, 1}}, kThreaded),
        {issueWithImpact("0.482000172"), peelRec(10, 3)}},
       {"a threaded loop whose remainder ran one iteration needs no modifier",
-       [](Rows& r) {
-         auto loop = splitLoop(r, [](CommonData& d) { d.typeFlag16384 = true; });
-         part(r, loop, kBody, 1.0, 20, 1);
-         part(r, loop, kRemainder, 0.01, 2, 1, [](CommonData& d) { d.iterationCount = 1; });
-       },
+       split({{kBody, 1.0, 20, 1}, {kRemainder, 0.01, 2, 1, [](CommonData& d) { d.iterationCount = 1; }}}, kThreaded),
        {}},
       {"no trip counts and a slow peel: align, and ask for a trip count run",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kPeel, 0.3, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-         part(r, loop, kBody, 0.1, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
-         part(r, loop, kRemainder, 0.05, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-       },
+       split({{kPeel, 0.3, 0, 1, kNoCounts}, {kBody, 0.1, 0, 4, kNoCounts}, {kRemainder, 0.05, 0, 1, kNoCounts}}),
        {kIssue, peelRec(7, 1), peelRec(3, 1, partsBag(4, 0, 0, 1, 19)), peelRec(4, 3),
         peelRec(5, 1, partsBag(4, 0, 0, 1)), peelRec(6, 2, kCountsMissing), peelRec(1, 2, kCountsMissing)}},
       {"a remainder without a split parent is judged alone, without its vector length",
@@ -265,112 +202,53 @@ TEST_F(PeelRemainderTest, RemediesTheirOrderAndTheEstimate) {
        {issueWithImpact("0.136000365"), peelRec(2, 3, partsBag(4, 6, 0, 2)), peelRec(7, 1), peelRec(4, 3),
         peelRec(5, 1, partsBag(4, 6, 0, 2)), peelRec(1, 2, kCountsRan)}},
       {"a peel that leaves the count just short of a vector: turn dynamic alignment off",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kPeel, 0.001, 1, 1);
-         part(r, loop, kBody, 1.0, 10, 8);
-       },
-       {issueWithImpact("-0.0554457903"), peelRec(11, 1)}},
-      {"a peel that leaves half a vector over: nothing to advise",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kPeel, 0.001, 4, 1);
-         part(r, loop, kBody, 1.0, 10, 8);
-       },
+       split({{kPeel, 0.001, 1, 1}, {kBody, 1.0, 10, 8}}), {issueWithImpact("-0.0554457903"), peelRec(11, 1)}},
+      {"a peel that leaves half a vector over: nothing to advise", split({{kPeel, 0.001, 4, 1}, {kBody, 1.0, 10, 8}}),
        {}},
       {"a low-granularity trait makes a quiet split significant",
        [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kPeel, 0.001, 1, 1);
-         part(r, loop, kBody, 1.0, 10, 8);
-         loop->addRowTrait(createTraitRecord(ITrait::LowGranularityFirst, "", FieldNone));
+         split({{kPeel, 0.001, 1, 1}, {kBody, 1.0, 10, 8}})(r);
+         r.examined->addRowTrait(createTraitRecord(ITrait::LowGranularityFirst, "", FieldNone));
        },
        {issueWithImpact("-0.0554457903"), peelRec(7, 1), peelRec(1, 2, kCountsRan), peelRec(11, 1)}},
       {"a body with trip counts that left no sample keeps its place: the split is quiet",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.0, 10, 8);
-       },
-       {}},
+       split({{kBody, 0.0, 10, 8}}), {}},
       {"a part below the noise counts only towards the maxima (unrolled four times, in the bag)",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 5e-13, 10, 8, [](CommonData& d) {
-           d.tripCountsValid = false;
-           d.unrollFactor = 4;
-         });
-       },
+       split({{kBody, 5e-13, 10, 8, both(kNoCounts, [](CommonData& d) { d.unrollFactor = 4; })}}),
        {kIssue, peelRec(2, 1, partsBag(8, 0, 0, 4)), peelRec(7, 1), peelRec(6, 2, kCountsMissing),
         peelRec(1, 2, kCountsMissing)}},
       {"old compiler, a part the compiler reports more of: no loop count until padding asks",
-       [](Rows& r) {
-         auto loop = splitLoop(r, [](CommonData& d) { d.compilerVersion.major = 15; });
-         part(r, loop, kPeel, 0.1, 1, 1, [](CommonData& d) { d.field53 = 2; });
-         part(r, loop, kBody, 0.2, 10, 8);
-         part(r, loop, kRemainder, 0.3, 5, 1);
-       },
-       {issueWithImpact("0.093354702"), peelRec(2, 1), peelRec(4, 3), peelRec(5, 3, partsBag(8, 86, 1, 1)),
-        peelRec(1, 1, kCountsRan)}},
+       heavyEdges(kOldCompiler, [](CommonData& d) { d.field53 = 2; }),
+       {heavyImpact, peelRec(2, 1), peelRec(4, 3), peelRec(5, 3, partsBag(8, 86, 1, 1)), peelRec(1, 1, kCountsRan)}},
       {"no trip counts, a peel slower than nothing but the body with its remainder: align, less sure",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kPeel, 0.1, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-         part(r, loop, kBody, 0.2, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
-         part(r, loop, kRemainder, 0.15, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-       },
+       split({{kPeel, 0.1, 0, 1, kNoCounts}, {kBody, 0.2, 0, 4, kNoCounts}, {kRemainder, 0.15, 0, 1, kNoCounts}}),
        {kIssue, peelRec(7, 1), peelRec(3, 1, partsBag(4, 0, 0, 1, 19)), peelRec(4, 1),
         peelRec(5, 1, partsBag(4, 0, 0, 1)), peelRec(6, 2, kCountsMissing), peelRec(1, 2, kCountsMissing)}},
       {"a vector remainder alone, with the too-few-iterations diagnostic: pad",
-       [](Rows& r) {
-         auto loop = splitLoop(r, [](CommonData& d) { d.vectorizationDiagnosticId = 15315; });
-         part(r, loop, kRemainder, 0.2, 2, 4);
-       },
+       split({{kRemainder, 0.2, 2, 4}}, [](CommonData& d) { d.vectorizationDiagnosticId = 15315; }),
        {issueWithImpact("-0.10375531"), peelRec(5, 1, partsBag(4, 8, 0, 1)), peelRec(1, 2, kCountsRan)}},
-      {"the same without the diagnostic: only the loop count",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kRemainder, 0.2, 2, 4);
-       },
+      {"the same without the diagnostic: only the loop count", split({{kRemainder, 0.2, 2, 4}}),
        {issueWithImpact("-0.10375531"), peelRec(1, 2, kCountsRan)}},
       {"a threaded loop without trip counts whose peel took time: the compiler's modifier, unsure",
-       [](Rows& r) {
-         auto loop = splitLoop(r, [](CommonData& d) { d.typeFlag16384 = true; });
-         part(r, loop, kPeel, 0.01, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-         part(r, loop, kBody, 1.0, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
-         part(r, loop, kRemainder, 0.01, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-       },
+       split({{kPeel, 0.01, 0, 1, kNoCounts}, {kBody, 1.0, 0, 4, kNoCounts}, {kRemainder, 0.01, 0, 1, kNoCounts}},
+             kThreaded),
        {kIssue, peelRec(10, 1)}},
       {"no trip counts, a remainder above a quarter vector of the body: ask for counts",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
-         part(r, loop, kRemainder, 0.05, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-       },
+       split({{kBody, 0.1, 0, 4, kNoCounts}, {kRemainder, 0.05, 0, 1, kNoCounts}}),
        {kIssue, peelRec(6, 2, kCountsMissing), peelRec(1, 1, kCountsMissing)}},
       {"the same under AVX-512: the trip count run alone",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 0, 4, [](CommonData& d) {
-           d.tripCountsValid = false;
-           d.isAvx512 = true;
-         });
-         part(r, loop, kRemainder, 0.05, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-       },
+       split({{kBody, 0.1, 0, 4, both(kNoCounts, kAvx512)},
+              {kRemainder, 0.05, 0, 1, kNoCounts}}),
        {kIssue, peelRec(6, 2, kCountsMissing)}},
       {"a remainder above a tenth of the body but within a quarter vector of it: nothing",
-       [](Rows& r) {
-         auto loop = splitLoop(r);
-         part(r, loop, kBody, 0.1, 0, 4, [](CommonData& d) { d.tripCountsValid = false; });
-         part(r, loop, kRemainder, 0.02, 0, 1, [](CommonData& d) { d.tripCountsValid = false; });
-       },
-       {}},
+       split({{kBody, 0.1, 0, 4, kNoCounts}, {kRemainder, 0.02, 0, 1, kNoCounts}}), {}},
       // Rows hold their parents by plain pointer: in the next two cases the
       // remainder's bottom-up list, which this detector doesn't read, keeps
       // the parent alive.
       {"a remainder examined under its split loop is no case of its own",
        [](Rows& r) {
          auto loop = splitLoop(r);
-         auto remainder = part(r, loop, kRemainder, 0.2, 3, 1);
+         auto remainder = part(r, loop, {kRemainder, 0.2, 3, 1});
          r.bottomUpChild(remainder, loop);
          r.examined = remainder;
        },
@@ -389,7 +267,7 @@ TEST_F(PeelRemainderTest, RemediesTheirOrderAndTheEstimate) {
        },
        {}},
   };
-  runTable(cases, [](Rows& r) { return std::make_shared<IssuePeelRemainder>(r.provider); });
+  runTable(cases, make<IssuePeelRemainder>());
 }
 
 // ---------------------------------------------------------------------------
@@ -397,11 +275,6 @@ TEST_F(PeelRemainderTest, RemediesTheirOrderAndTheEstimate) {
 
 // 16 bytes of a vector loop: vmovupd ymm0, [rdi+rax*8]; vmulpd ymm0, ymm0,
 // [rsi+rax*8]; add rax, 4; jne back.
-std::vector<std::uint8_t> bytesOf(const std::string& hex) {
-  std::vector<std::uint8_t> bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 3) bytes.push_back(std::stoi(hex.substr(i, 2), nullptr, 16));
-  return bytes;
-}
 const std::string kBody16 = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 75 f0";
 // The same with a compare: 19 bytes.
 const std::string kBody19 = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 48 39 c8 72 ed";
@@ -423,14 +296,12 @@ sptr_t<FakeRow> placed(Rows& r, const Placed& p, IMetadata::type_t type = kLoop 
     d.fieldPresence[TripCountAverage] = p.trips;
     d.tripCountAverage = p.average;
   });
-  r.provider->code[row.get()] = {bytesOf(*p.code), p.address};
+  r.provider->code[row.get()] = {hexBytes(*p.code), p.address};
   return row;
 }
 
 TEST_F(IssueDetectorTest, LoopMisalignment) {
-  const std::vector<std::string> found = {
-      line("loop_misalignment_issue", 65, "loop_misalignment_issue_title", "loop_misalignment_issue_text"),
-      rec("align_loop", 1, "align_loop_title", "align_loop_text")};
+  const std::vector<std::string> found = {issueLine("loop_misalignment_issue"), stemRec("align_loop", 1, "")};
   auto at = [](Placed p) { return [p](Rows& r) { placed(r, p); }; };
   auto onCpu = [](int cpu) {
     return [cpu](Rows& r) {
@@ -455,19 +326,16 @@ TEST_F(IssueDetectorTest, LoopMisalignment) {
           {"no loop", [](Rows& r) { placed(r, {}, 0); }, {}},
           {"a split loop with a misaligned part",
            [](Rows& r) {
-             sptr_t<FakeRow> loop = r.add(kLoop | IMetadata::TypeSplitLoop, [](CommonData& d) { d.isSplitLoop = true; });
+             sptr_t<FakeRow> loop = r.add(kLoop | kSplit, [](CommonData& d) { d.isSplitLoop = true; });
              r.treeChild(loop, placed(r, {.address = 0x1000}));
              r.treeChild(loop, placed(r, {}));
            },
            found},
       },
       onCpu(10));
-  runTable(
-      {
-          {"1024 iterations hide the penalty elsewhere", at({.average = 1024}), {}},
-          {"1025 do not", at({.average = 1025}), found},
-      },
-      onCpu(0));
+  runTable({{"1024 iterations hide the penalty elsewhere", at({.average = 1024}), {}},
+            {"1025 do not", at({.average = 1025}), found}},
+           onCpu(0));
 }
 
 // ---------------------------------------------------------------------------
@@ -486,14 +354,13 @@ const std::string kSpillingLoop =
     "ff c4 41 3d 58 c7 c5 7d 59 b8 40 ff ff ff c4 c1 45 58 ff c5 7d 59 b8 60 ff ff ff c4 c1 4d 58 f7 "
     "c5 7d 59 78 80 c4 c1 55 58 ef c5 7d 59 78 a0 c4 c1 5d 58 e7 c5 7d 59 78 c0 c4 c1 65 58 df c5 7d "
     "59 78 e0 c4 c1 6d 58 d7 48 39 d6 0f 8f cf fe ff ff ";
-const std::string kNoSpills = "c5 fd 10 04 c7 c5 fd 59 04 c6 48 83 c0 04 75 f0";
 // Several passes of the spilling loop: the same registers, 50 instructions a
 // pass, three of them (two integer adds and the branch) of neither category
 // the split advice weighs: a share of 0.06.
 const std::string kSpillingLoop3 = kSpillingLoop + kSpillingLoop + kSpillingLoop;
 const std::string kSpillingLoop4 = kSpillingLoop3 + kSpillingLoop;
 
-auto pressured(const std::string& code, Tweak t = {}) {
+auto pressured(const std::string& code, int unroll = 20, Tweak t = {}) {
   return [=](Rows& r) {
     sptr_t<FakeRow> row = r.add(kLoop | IMetadata::TypeInnermost, [&](CommonData& d) {
       d.fieldPresence[Field22] = true;
@@ -501,48 +368,33 @@ auto pressured(const std::string& code, Tweak t = {}) {
       d.field22 = 2;
       d.isVectorized = true;
       d.isaType = system_info::SystemInfo::IsaAvx2;
-      d.unrollFactor = 20;
+      d.unrollFactor = unroll;
       if (t) t(d);
     });
-    r.provider->code[row.get()] = {bytesOf(code), 0x404090};
+    r.provider->code[row.get()] = {hexBytes(code), 0x404090};
   };
 }
 
 TEST_F(IssueDetectorTest, RegistersPressure) {
-  const std::string issue =
-      line("registers_pressure_issue", 65, "registers_pressure_issue_title", "registers_pressure_issue_text");
+  const std::string issue = issueLine("registers_pressure_issue");
   runTable(
       {
-          {"all registers used, values round-trip through the stack: unroll less, sure",
-           pressured(kSpillingLoop),
-           {issue, rec("registers_pressure_rec_reduce_factor", 3, "registers_pressure_rec_reduce_factor_title",
-                       "registers_pressure_rec_reduce_factor_text_cpp")}},
-          {"not unrolled, split already", pressured(kSpillingLoop, [](CommonData& d) {
-             d.unrollFactor = 1;
-             d.loopFlags59 = 2;
-           }),
-           {}},
-          {"not unrolled, too short to be worth splitting", pressured(kSpillingLoop, [](CommonData& d) {
-             d.unrollFactor = 1;
-           }),
-           {}},
-          {"not unrolled, 150 instructions with a share of 0.06 are short of 160",
-           pressured(kSpillingLoop3, [](CommonData& d) { d.unrollFactor = 1; }), {}},
-          {"not unrolled, 200 instructions with a share of 0.06: split it",
-           pressured(kSpillingLoop4, [](CommonData& d) { d.unrollFactor = 1; }),
-           {issue, rec("registers_pressure_rec_split_loop", 3, "registers_pressure_rec_split_loop_title",
-                       "registers_pressure_rec_split_loop_text_cpp")}},
-          {"free registers left", pressured(kNoSpills), {}},
-          {"an AVX-512 loop has 32 registers", pressured(kSpillingLoop, [](CommonData& d) {
-             d.isaType = system_info::SystemInfo::IsaAvx512;
-           }),
-           {}},
-          {"no code mode", pressured(kSpillingLoop, [](CommonData& d) { d.fieldPresence[Field22] = false; }), {}},
-          {"scalar", pressured(kSpillingLoop, [](CommonData& d) { d.isVectorized = false; }), {}},
-          {"split", pressured(kSpillingLoop, [](CommonData& d) { d.isSplitLoop = true; }), {}},
-          {"not innermost", pressured(kSpillingLoop, [](CommonData& d) { d.isInnermostLoop = false; }), {}},
+          {"all registers used, values round-trip through the stack: unroll less, sure", pressured(kSpillingLoop),
+           {issue, stemRec("registers_pressure_rec_reduce_factor", 3, "_cpp")}},
+          {"not unrolled, split already", pressured(kSpillingLoop, 1, [](CommonData& d) { d.loopFlags59 = 2; }), {}},
+          {"not unrolled, too short to be worth splitting", pressured(kSpillingLoop, 1), {}},
+          {"not unrolled, 150 instructions with a share of 0.06 are short of 160", pressured(kSpillingLoop3, 1), {}},
+          {"not unrolled, 200 instructions with a share of 0.06: split it", pressured(kSpillingLoop4, 1),
+           {issue, stemRec("registers_pressure_rec_split_loop", 3, "_cpp")}},
+          {"free registers left", pressured(kBody16), {}},
+          {"an AVX-512 loop has 32 registers",
+           pressured(kSpillingLoop, 20, [](CommonData& d) { d.isaType = system_info::SystemInfo::IsaAvx512; }), {}},
+          {"no code mode", pressured(kSpillingLoop, 20, [](CommonData& d) { d.fieldPresence[Field22] = false; }), {}},
+          {"scalar", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isVectorized = false; }), {}},
+          {"split", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isSplitLoop = true; }), {}},
+          {"not innermost", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isInnermostLoop = false; }), {}},
       },
-      [](Rows& r) { return std::make_shared<IssueRegistersPressure>(r.provider); });
+      make<IssueRegistersPressure>());
 }
 
 // ---------------------------------------------------------------------------
@@ -555,23 +407,21 @@ TEST_F(IssueDetectorTest, ZmmShadow) {
       r.provider->shadowDiagnostic[row.get()] = diagnostic;
     };
   };
-  const std::string issue = line("zmm_shadow_issue", 65, "zmm_shadow_issue_title", "zmm_shadow_issue_text");
-  const std::string off = rec("disable_zmm", 1, "disable_zmm_title", "disable_zmm_text");
-  const std::string on = rec("enable_zmm", 1, "enable_zmm_title", "enable_zmm_text");
+  const std::string issue = issueLine("zmm_shadow_issue");
+  const std::string off = stemRec("disable_zmm", 1, "");
+  const std::string on = stemRec("enable_zmm", 1, "");
   runTable(
       {
           {"512-bit vectors lose time", verdict(2), {issue, off}},
           {"they would gain", verdict(3), {issue, on}},
           {"they would gain, found elsewhere", verdict(4), {issue, on}},
-          {"in Fortran", verdict(2, true),
-           {line("zmm_shadow_issue", 129, "zmm_shadow_issue_title", "zmm_shadow_issue_text"),
-            rec("disable_zmm_fortran", 1, "disable_zmm_title", "disable_zmm_text")}},
+          {"in Fortran", verdict(2, true), {issueLine("zmm_shadow_issue", 129), stemRec("disable_zmm", 1, "", true)}},
           {"no diagnosis", verdict(0), {}},
           {"no difference", verdict(1), {}},
           {"an unknown verdict", verdict(5), {}},
           {"a negative one", verdict(-1), {}},
       },
-      [](Rows& r) { return std::make_shared<IssueZmmShadow>(r.provider); });
+      make<IssueZmmShadow>());
 }
 
 }  // namespace

@@ -1,14 +1,7 @@
 #pragma once
 // Test support for issue detectors: a provider with a record per row, rows
 // built from type bits and a record, and a table runner that reads back
-// everything a detector made as lines of text.
-//
-// One table row is one case:
-//
-//   {"15533 with two inner loops",
-//    [](Rows& r) { r.loop(vectorLoop, [](CommonData& d) { d.innerLoopCount = 2; }); },
-//    {"need_for_simd_issue [65] need_for_simd_issue_title / need_for_simd_issue_text",
-//     "  complex_loop_vectorization_rec c1 [0] ... {disclaimer=0}"}},
+// everything a detector made as lines of text, one case a row.
 //
 // Texts come from an echo of the shipped catalogue: every key it has reads
 // as the key itself, followed by the arguments its English text takes, so
@@ -49,7 +42,7 @@ class IssueProvider : public test_fakes::StubProvider {
   const CommonData& getData(const row_t& row) const override { return records[row.get()]; }
   generic_iterator_t<row_t> getBottomUpChildren(const row_t& row) const override {
     auto it = bottomUp.find(row.get());
-    return it == bottomUp.end() ? generic_iterator_t<row_t>() : generic_iterator_t<row_t>(std::vector<row_t>(it->second));
+    return generic_iterator_t<row_t>(it == bottomUp.end() ? std::vector<row_t>() : std::vector<row_t>(it->second));
   }
   boost::shared_ptr<assembler_analysis::AssemblerLines> getAssemblerLines(
       const row_t& row, const boost::shared_ptr<assembler_analysis::RegisterPressure>& pressure) const override {
@@ -69,10 +62,6 @@ class IssueProvider : public test_fakes::StubProvider {
       assembler_analysis::createAssemblerGenerator()->generate(region, *buffer, pressure.get());
     }
     return buffer->size() == 0 ? nullptr : buffer;
-  }
-  bool isLoopMatchThreshold(const row_t& row, double percent) const override {
-    auto it = share.find(row.get());
-    return it != share.end() && it->second > percent;
   }
   int getAVX512ShadowDiagnostic(const row_t& row) const override {
     auto it = shadowDiagnostic.find(row.get());
@@ -94,27 +83,22 @@ class IssueProvider : public test_fakes::StubProvider {
   };
   std::map<const void*, MachineCode> code;
   mutable std::map<const void*, boost::shared_ptr<assembler_analysis::AssemblerLines>> decoded;
-  /// Share of the program's time, for isLoopMatchThreshold.
-  std::map<const void*, double> share;
   std::map<const void*, int> shadowDiagnostic;
   std::map<const void*, sptr_t<data_models2::AssemblerRowVisitHandler>> assemblerVisits;
 };
 
-/// A filled record of a loop that detectors look at: a loop, innermost,
-/// unmarked and scalar, in C, with the diagnostic number field read.
-inline CommonData loopRecord() {
-  CommonData data;
-  data.isLoop = true;
-  data.isInnermostLoop = true;
-  data.typeFlag1024 = false;
-  return data;
-}
-
 using Tweak = std::function<void(CommonData&)>;
 
+inline Tweak both(Tweak a, Tweak b) {
+  return [=](CommonData& d) {
+    a(d);
+    b(d);
+  };
+}
+
 /// Builds the rows of one case: the first row added is the one examined,
-/// unless `examine` says otherwise. Type bits and record are set apart
-/// because the detectors read both.
+/// unless `examined` is set. Type bits and record are set apart because the
+/// detectors read both.
 class Rows {
  public:
   explicit Rows(std::shared_ptr<IssueProvider> provider) : provider(std::move(provider)) {
@@ -122,27 +106,26 @@ class Rows {
     model->loopManager = loops;
   }
 
-  /// A row of `type` whose record is loopRecord() changed by `tweak`.
+  /// A row of `type` whose record, changed by `tweak`, starts as a filled
+  /// one of an unmarked innermost loop.
   sptr_t<FakeRow> add(IMetadata::type_t type, const Tweak& tweak = {}) {
     sptr_t<FakeRow> row = makeRow(++lastId, type);
-    CommonData data = loopRecord();
+    CommonData data;
+    data.typeFlag1024 = false;
     if (tweak) tweak(data);
     provider->records[row.get()] = data;
     if (!examined) examined = row;
     return row;
   }
-  /// A row with no metadata at all.
   sptr_t<FakeRow> addWithoutMetadata() {
     sptr_t<FakeRow> row = makeRow(++lastId, 0, false);
     if (!examined) examined = row;
     return row;
   }
-  /// Makes `child` a bottom-up child of `parent` (what the parent calls or
-  /// holds, as the provider answers it).
+  /// What `parent` calls or holds, as the provider answers it.
   void bottomUpChild(const sptr_t<FakeRow>& parent, const row_t& child) {
     provider->bottomUp[parent.get()].push_back(child);
   }
-  /// Makes `child` a tree child of `parent`.
   void treeChild(const sptr_t<FakeRow>& parent, const sptr_t<FakeRow>& child) { parent->addChild(child); }
   CommonData& data(const row_t& row) { return provider->records[row.get()]; }
 
@@ -160,17 +143,10 @@ class Rows {
 };
 
 inline std::string renderBag(const variant_bag_t& bag) {
-  std::string out = "{";
-  bool first = true;
-  for (const auto& [key, value] : bag.values()) {
-    out += (first ? "" : ",") + key + "=" + value.to_string();
-    first = false;
-  }
-  for (const auto& [key, sub] : bag.bags()) {
-    out += (first ? "" : ",") + key + renderBag(sub);
-    first = false;
-  }
-  return out + "}";
+  std::string out;
+  for (const auto& [key, value] : bag.values()) out += (out.empty() ? "" : ",") + key + "=" + value.to_string();
+  for (const auto& [key, sub] : bag.bags()) out += (out.empty() ? "" : ",") + key + renderBag(sub);
+  return "{" + out + "}";
 }
 
 /// One line per issue, then one indented line per recommendation:
@@ -180,7 +156,7 @@ inline std::string renderBag(const variant_bag_t& bag) {
 /// impact is printed to the last bit of its float.
 inline std::vector<std::string> render(const std::vector<sptr_t<IIssueEx>>& issues) {
   std::vector<std::string> lines;
-  auto line = [](const IRecommendationBase& r) {
+  auto shown = [](const IRecommendationBase& r) {
     std::string text = r.getStringId();
     if (dynamic_cast<const IRecommendation*>(&r)) text = "  " + text + " c" + std::to_string(r.getConfidence());
     text += " [" + std::to_string(r.getFlags()) + "] " + r.getTitle() + " / " + r.getText();
@@ -192,7 +168,7 @@ inline std::vector<std::string> render(const std::vector<sptr_t<IIssueEx>>& issu
       lines.push_back("null issue");
       continue;
     }
-    lines.push_back(line(*issue));
+    lines.push_back(shown(*issue));
     float impact = 0.0f;
     if (issue->getValue(IRecommendationBase::impactId(), impact)) {
       char printed[32];
@@ -200,10 +176,31 @@ inline std::vector<std::string> render(const std::vector<sptr_t<IIssueEx>>& issu
       lines.back() += std::string(" impact=") + printed;
     }
     for (auto recs = issue->getRecommendations(); !recs.at_end(); recs.next()) {
-      lines.push_back(recs.current() ? line(*recs.current()) : "  null recommendation");
+      lines.push_back(recs.current() ? shown(*recs.current()) : "  null recommendation");
     }
   }
   return lines;
+}
+
+/// Expected lines as render() writes them: an issue, then a recommendation
+/// (flags 8 unless said).
+inline std::string line(const std::string& id, unsigned flags, const std::string& title, const std::string& text,
+                        const std::string& extra = "") {
+  return id + " [" + std::to_string(flags) + "] " + title + " / " + text + (extra.empty() ? "" : " " + extra);
+}
+inline std::string rec(const std::string& id, int confidence, const std::string& title, const std::string& text,
+                       const std::string& bag = "", unsigned flags = 8) {
+  return "  " + line(id + " c" + std::to_string(confidence), flags, title, text, bag);
+}
+/// An issue whose keys follow its id: id_title, and id_text unless `text`.
+inline std::string issueLine(const std::string& id, unsigned flags = 65, const std::string& text = "") {
+  return line(id, flags, id + "_title", text.empty() ? id + "_text" : text);
+}
+/// A recommendation whose keys follow its stem: stem_title, and stem_text
+/// with `textForm` appended ("" for a text without language forms).
+inline std::string stemRec(const std::string& stem, int confidence, const std::string& textForm, bool fortran = false,
+                           const std::string& bag = "", unsigned flags = 8) {
+  return rec(stem + (fortran ? "_fortran" : ""), confidence, stem + "_title", stem + "_text" + textForm, bag, flags);
 }
 
 /// The shipped catalogue with every text replaced by its key and the
@@ -225,17 +222,9 @@ inline std::shared_ptr<const portability::catalog_t> echoCatalog() {
       for (std::sregex_iterator it(english.begin(), english.end(), placeholder), end; it != end; ++it) {
         used.insert((*it)[0]);
       }
-      std::string echoText = key;
-      if (!used.empty()) {
-        echoText += "(";
-        bool first = true;
-        for (const std::string& p : used) {
-          echoText += (first ? "" : "|") + p;
-          first = false;
-        }
-        echoText += ")";
-      }
-      texts[key] = echoText;
+      std::string args;
+      for (const std::string& p : used) args += (args.empty() ? "(" : "|") + p;
+      texts[key] = key + (args.empty() ? "" : args + ")");
     }
     return std::make_shared<const portability::catalog_t>("echo", std::move(texts));
   }();
@@ -286,5 +275,18 @@ class IssueDetectorTest : public testing::Test {
     }
   }
 };
+
+/// Bytes from hex text, spaced or not.
+inline std::vector<std::uint8_t> hexBytes(std::string hex) {
+  std::erase(hex, ' ');
+  std::vector<std::uint8_t> bytes;
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) bytes.push_back(std::stoi(hex.substr(i, 2), nullptr, 16));
+  return bytes;
+}
+
+template <class Detector>
+auto make() {
+  return [](Rows& r) { return std::make_shared<Detector>(r.provider); };
+}
 
 }  // namespace issue_tests

@@ -19,20 +19,6 @@ using namespace issue_tests;
 using namespace data_models2::issues;
 namespace compiler_helpers = data_models2::compiler_helpers;
 
-std::string line(const std::string& id, unsigned flags, const std::string& title, const std::string& text) {
-  return id + " [" + std::to_string(flags) + "] " + title + " / " + text;
-}
-std::string rec(const std::string& id, int confidence, const std::string& title, const std::string& text,
-                const std::string& bag = "") {
-  return "  " + id + " c" + std::to_string(confidence) + " [8] " + title + " / " + text +
-         (bag.empty() ? "" : " " + bag);
-}
-
-template <class T>
-auto make() {
-  return [](Rows& r) { return std::make_shared<T>(r.provider); };
-}
-
 // ---------------------------------------------------------------------------
 // Gathers and scatters
 
@@ -45,23 +31,17 @@ sptr_t<FakeRow> gathering(Rows& r, std::vector<Gather> gathers, bool fortran = f
   });
 }
 
-std::string row(const std::string& variable, const std::string& code) {
-  return "found_pattern_table_row(12|" + variable + "|pattern_name_" + code + ")";
-}
-std::string item(const std::string& variable, const std::string& code) {
-  return "item{sites=12,variable=" + variable + ",pattern=pattern_name_" + code + "}";
-}
+// The issue with a table row and a bag item per (variable, pattern code).
 std::vector<std::string> gatherIssue(const std::vector<std::pair<std::string, std::string>>& rows,
                                      bool fortran = false) {
   std::string table, items;
   for (const auto& [variable, code] : rows) {
-    table += row(variable, code);
-    items += "," + item(variable, code);
+    table += "found_pattern_table_row(12|" + variable + "|pattern_name_" + code + ")";
+    items += ",item{sites=12,variable=" + variable + ",pattern=pattern_name_" + code + "}";
   }
-  return {line("gather_scatter_issue", fortran ? 133 : 69, "gather_scatter_issue_title", "gather_scatter_issue_text"),
-          rec(std::string("gather_scatter_rec_info") + (fortran ? "_fortran" : ""), 1, "gather_scatter_rec_info_title",
-              std::string("gather_scatter_rec_info_text") + (fortran ? "_fortran(" : "_cpp(") + table + ")",
-              "{gather{arrayOf=item" + items + "}}")};
+  return {issueLine("gather_scatter_issue", fortran ? 133 : 69),
+          stemRec("gather_scatter_rec_info", 1, (fortran ? "_fortran(" : "_cpp(") + table + ")", fortran,
+                  "{gather{arrayOf=item" + items + "}}")};
 }
 
 TEST_F(IssueDetectorTest, GatherScatter) {
@@ -70,19 +50,18 @@ TEST_F(IssueDetectorTest, GatherScatter) {
       {
           {"rows in the order of the gathers", gathers({{"a", "3", ""}, {"b", "4", ""}, {"a", "3", ""}}),
            gatherIssue({{"a", "3"}, {"b", "4"}, {"a", "3"}})},
-          {"a variable with two patterns stays out for good", gathers({{"a", "3", ""}, {"a", "4", ""}, {"a", "3", ""}}),
-           {}},
+          {"a variable with two patterns stays out for good",
+           gathers({{"a", "3", ""}, {"a", "4", ""}, {"a", "3", ""}}), {}},
           {"the ambiguous one out, the clear one in", gathers({{"a", "3", ""}, {"b", "2", ""}, {"a", "4", ""}}),
            gatherIssue({{"b", "2"}})},
           {"codes compare as text", gathers({{"a", "3", ""}, {"a", "03", ""}}), {}},
-          {"pattern 0 is passed over but reported for a kept variable",
-           gathers({{"a", "0", ""}, {"a", "2", ""}}), gatherIssue({{"a", "0"}, {"a", "2"}})},
+          {"pattern 0 is passed over but reported for a kept variable", gathers({{"a", "0", ""}, {"a", "2", ""}}),
+           gatherIssue({{"a", "0"}, {"a", "2"}})},
           {"text that reads as 0 counts as 0", gathers({{"a", "x", ""}}), {}},
           {"an unnamed variable counts nothing", gathers({{"", "3", ""}}), {}},
           {"an unknown pattern shows its key", gathers({{"a", "9", ""}}), gatherIssue({{"a", "9"}})},
           {"Fortran", [](Rows& r) { gathering(r, {{"u", "1", ""}}, true); }, gatherIssue({{"u", "1"}}, true)},
-          {"no gather information",
-           [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).hasGatherInfo = false; }, {}},
+          {"no gather information", [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).hasGatherInfo = false; }, {}},
           {"no gather sites", [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).gatherIndices.clear(); }, {}},
           {"no gathers", gathers({}), {}},
       },
@@ -93,9 +72,8 @@ TEST_F(IssueDetectorTest, GatherScatter) {
 // Check access patterns
 
 const std::vector<std::string> kCheck = {
-    line("check_access_patterns_issue", 69, "check_access_patterns_issue_title", "check_access_patterns_issue_text"),
-    rec("check_access_patterns_rec_run_map", 2, "check_access_patterns_rec_run_map_title",
-        "check_access_patterns_rec_run_map_text", "{no_map_disclaimer{=1}}")};
+    issueLine("check_access_patterns_issue", 69),
+    stemRec("check_access_patterns_rec_run_map", 2, "", false, "{no_map_disclaimer{=1}}")};
 
 struct Body {
   bool vectorized = true;
@@ -129,8 +107,8 @@ TEST_F(IssueDetectorTest, CheckAccessPatterns) {
           {"scalar innermost loop with a trait", body({.vectorized = false, .trait = ITrait::MaskedStores}), kCheck},
           {"scalar innermost loop with the mark only", body({.vectorized = false, .extraType = 0x20000}), {}},
           {"vectorized but not the body", body({.bodyPart = false, .trait = ITrait::MaskedStores}), {}},
-          {"scalar and not innermost", body({.vectorized = false, .innermost = false, .trait = ITrait::MaskedStores}),
-           {}},
+          {"scalar and not innermost",
+           body({.vectorized = false, .innermost = false, .trait = ITrait::MaskedStores}), {}},
           {"stride data there", body({.trait = ITrait::MaskedStores, .strides = true}), {}},
       },
       make<IssueCheckAccessPatterns>());
@@ -147,27 +125,23 @@ struct Measured {
   compiler_helpers::CompilerVersion version{2023, 1, 0};
 };
 
-sptr_t<FakeRow> measured(Rows& r, const Measured& m) {
+sptr_t<FakeRow> measured(Rows& r, const Measured& m, const Tweak& tweak = {}) {
   return r.add(IMetadata::TypeLoop | IMetadata::TypeInnermost, [&](CommonData& d) {
     d.isVorexCompiler = true;
     d.strides = {{m.unit, 100.0 - m.unit - m.large, m.large}, m.valid};
     d.isFortran = m.fortran;
     d.compilerVersion = m.version;
+    if (tweak) tweak(d);
   });
 }
 
-const std::string kMapIssue =
-    line("inefficient_MAP_issue", 69, "inefficient_MAP_issue_title", "inefficient_MAP_issue_text");
-const std::string kMapIssueFortran =
-    line("inefficient_MAP_issue", 133, "inefficient_MAP_issue_title", "inefficient_MAP_issue_text");
-const std::string kSoa = rec("inefficient_MAP_rec_SOA", 1, "inefficient_MAP_rec_SOA_title", "inefficient_MAP_rec_SOA_text_cpp");
-std::string vldk(int confidence) {
-  return rec("inefficient_MAP_rec_VLDK", confidence, "inefficient_MAP_rec_VLDK_title", "inefficient_MAP_rec_VLDK_text");
-}
-const std::string kExchange = rec("inefficient_MAP_rec_exchange_outer", 1, "inefficient_MAP_rec_exchange_outer_title",
-                                  "inefficient_MAP_rec_exchange_outer_text_cpp", "{no_map_disclaimer{=1}}");
-const std::string kContiguous = rec("inefficient_MAP_rec_contiguous_fortran", 1, "inefficient_MAP_rec_contiguous_title",
-                                    "inefficient_MAP_rec_contiguous_text");
+const std::string kMapIssue = issueLine("inefficient_MAP_issue", 69);
+const std::string kMapIssueFortran = issueLine("inefficient_MAP_issue", 133);
+const std::string kSoa = stemRec("inefficient_MAP_rec_SOA", 1, "_cpp");
+std::string vldk(int confidence) { return stemRec("inefficient_MAP_rec_VLDK", confidence, ""); }
+const std::string kNoMap = "{no_map_disclaimer{=1}}";
+const std::string kExchange = stemRec("inefficient_MAP_rec_exchange_outer", 1, "_cpp", false, kNoMap);
+const std::string kContiguous = stemRec("inefficient_MAP_rec_contiguous", 1, "", true);
 
 // A split Fortran loop whose parts hold assumed-shape arrays checked for
 // contiguity with the given outcomes (1 contiguous, 2 not).
@@ -196,7 +170,7 @@ auto splitFortran(std::vector<int> outcomes, bool strides = true) {
 }
 
 TEST_F(IssueDetectorTest, InefficientAccessPatterns) {
-  auto m = [](Measured x) { return [x](Rows& r) { measured(r, x); }; };
+  auto m = [](Measured x, Tweak tweak = {}) { return [=](Rows& r) { measured(r, x, tweak); }; };
   runTable(
       {
           {"no ruling unit stride", m({}), {kMapIssue, kSoa, vldk(3)}},
@@ -209,21 +183,17 @@ TEST_F(IssueDetectorTest, InefficientAccessPatterns) {
           {"a compiler up to 16.0.0", m({.version = {16, 0, 0}}), {kMapIssue, kSoa, vldk(1)}},
           {"an unknown compiler version", m({.version = {}}), {kMapIssue, kSoa, vldk(1)}},
           {"16.0.1", m({.version = {16, 0, 1}}), {kMapIssue, kSoa, vldk(3)}},
-          {"15.9.9 is older however its minor numbers compare", m({.version = {15, 9, 9}}),
-           {kMapIssue, kSoa, vldk(1)}},
-          {"Fortran has no layout library",
-           m({.fortran = true}),
-           {kMapIssueFortran,
-            rec("inefficient_MAP_rec_SOA_fortran", 1, "inefficient_MAP_rec_SOA_title", "inefficient_MAP_rec_SOA_text_fortran")}},
+          {"15.9.9 is older however its minor numbers compare", m({.version = {15, 9, 9}}), {kMapIssue, kSoa, vldk(1)}},
+          {"Fortran has no layout library", m({.fortran = true}),
+           {kMapIssueFortran, stemRec("inefficient_MAP_rec_SOA", 1, "_fortran", true)}},
           {"no stride data", m({.valid = false}), {}},
-          {"another compiler", [](Rows& r) { r.data(measured(r, {})).isVorexCompiler = false; }, {}},
-          {"vectorized, not the body", [](Rows& r) { r.data(measured(r, {})).isVectorized = true; }, {}},
+          {"another compiler", m({}, [](CommonData& d) { d.isVorexCompiler = false; }), {}},
+          {"vectorized, not the body", m({}, [](CommonData& d) { d.isVectorized = true; }), {}},
           {"a split Fortran loop with contiguous parts", splitFortran({1, 1}), {kMapIssueFortran, kContiguous}},
           {"one part not contiguous", splitFortran({1, 2}), {}},
           {"contiguous parts but no stride data", splitFortran({1}, false), {}},
           {"marked parts that never ran are passed over",
-           [](Rows& r) { checkedPart(r, splitFortranLoop(r, {1}), 2, true); },
-           {kMapIssueFortran, kContiguous}},
+           [](Rows& r) { checkedPart(r, splitFortranLoop(r, {1}), 2, true); }, {kMapIssueFortran, kContiguous}},
           {"a marked part that ran counts",
            [](Rows& r) { r.data(checkedPart(r, splitFortranLoop(r, {1}), 2, true)).callCount = 4; }, {}},
           {"a part without the outcome field is passed over",
@@ -235,16 +205,11 @@ TEST_F(IssueDetectorTest, InefficientAccessPatterns) {
              r.data(loop).isInnermostLoop = true;
              r.data(loop).strides = {{50.0, 10.0, 40.0}, true};
            },
-           {kMapIssueFortran, kContiguous,
-            rec("inefficient_MAP_rec_exchange_outer_fortran", 1, "inefficient_MAP_rec_exchange_outer_title",
-                "inefficient_MAP_rec_exchange_outer_text_fortran", "{no_map_disclaimer{=1}}")}},
-          {"a vector body",
-           [](Rows& r) {
-             sptr_t<FakeRow> loop = measured(r, {});
-             r.data(loop).isVectorized = true;
-             r.data(loop).isVectorBodyPart = true;
-             r.data(loop).isInnermostLoop = false;
-           },
+           {kMapIssueFortran, kContiguous, stemRec("inefficient_MAP_rec_exchange_outer", 1, "_fortran", true, kNoMap)}},
+          {"a vector body", m({}, [](CommonData& d) {
+             d.isVectorized = d.isVectorBodyPart = true;
+             d.isInnermostLoop = false;
+           }),
            {kMapIssue, kSoa, vldk(3)}},
       },
       make<IssueInefficientAccessPatterns>());
