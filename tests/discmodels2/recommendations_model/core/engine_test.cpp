@@ -255,16 +255,6 @@ TEST(RecommendationsEngine, StoredFlagIsReadFromBoolsAndIntegersOnly) {
   EXPECT_FALSE(model->closeResult());
 }
 
-TEST(RecommendationsEngine, StoppingWithoutATaskAnswersFalseAndKeepsTheName) {
-  TempDir dir;
-  Session s(dir.str());
-  const std::string name = s.engine->getTaskName();
-  EXPECT_FALSE(s.model->stopCollection(false));
-  EXPECT_FALSE(s.model->stopCollection(true));
-  EXPECT_EQ(name, s.engine->getTaskName());
-  EXPECT_TRUE(s.recorder.finished().empty());
-}
-
 // Stopping in the middle of the walk, by the host or because the survey
 // model closes: the task ends as cancelled, and neither the report nor the
 // summary is written.
@@ -366,7 +356,7 @@ TEST(RecommendationsEngine, WishForACollectionWaitsForTheData) {
   EXPECT_TRUE(engine->isCollectionRequested());
 }
 
-TEST(RecommendationsEngine, TaskNamesLiveUnderTheGroup) {
+TEST(RecommendationsEngine, TaskNamesLiveUnderTheGroupAndStoppingNoTaskKeepsTheName) {
   const std::pair<std::string, std::string> cases[] = {
       {"", "recommendations"}, {"x", "x/recommendations"}, {"host/analysis", "host/analysis/recommendations"}};
   auto model = data_models2::createRecommendationsModel();
@@ -377,6 +367,9 @@ TEST(RecommendationsEngine, TaskNamesLiveUnderTheGroup) {
     EXPECT_EQ(group, model->getTasksGroupName());
     EXPECT_EQ(group + "/recommendations0", engine->getTaskName());
   }
+  EXPECT_FALSE(model->stopCollection(false));
+  EXPECT_FALSE(model->stopCollection(true));
+  EXPECT_EQ("host/analysis/recommendations/recommendations0", engine->getTaskName());
 }
 
 TEST(RecommendationsEngine, RelatedCollectionsMakeTheReportStaleOnlyWhenDataChanged) {
