@@ -308,31 +308,28 @@ TEST_F(IssueDetectorTest, LoopMisalignment) {
       return std::make_shared<IssueLoopMisalignment>(r.provider, static_cast<system_info::SystemInfo::CPUType>(cpu));
     };
   };
-  runTable(
-      {
-          {"16 bytes at 8 modulo 16 cross a block", at({}), found},
-          {"16 bytes on a block boundary", at({.address = 0x1000}), {}},
-          {"19 bytes fit no 16-byte block but cross a 32-byte one", at({.address = 0x1010, .code = &kBody19}), found},
-          {"19 bytes inside one 32-byte block", at({.address = 0x1000, .code = &kBody19}), {}},
-          {"32 bytes still fit one 32-byte block and cross one", at({.code = &kBody32}), found},
-          {"33 bytes fit no block wherever they lie", at({.code = &kBody33}), {}},
-          {"a total time of exactly 0.025 s counts", at({.time = 0.025}), found},
-          {"0.0249 s is too cold", at({.time = 0.0249}), {}},
-          {"three iterations are too few", at({.average = 3}), {}},
-          {"four are enough on these processors", at({.average = 4}), found},
-          {"without trip counts the count is not asked", at({.trips = false, .average = 0}), found},
-          {"type 2048", [](Rows& r) { r.data(placed(r, {})).typeFlag2048 = true; }, {}},
-          {"no code", [](Rows& r) { r.add(kLoop, [](CommonData& d) { d.totalTime = 1.0; }); }, {}},
-          {"no loop", [](Rows& r) { placed(r, {}, 0); }, {}},
-          {"a split loop with a misaligned part",
-           [](Rows& r) {
-             sptr_t<FakeRow> loop = r.add(kLoop | kSplit, [](CommonData& d) { d.isSplitLoop = true; });
-             r.treeChild(loop, placed(r, {.address = 0x1000}));
-             r.treeChild(loop, placed(r, {}));
-           },
-           found},
-      },
-      onCpu(10));
+  runTable({{"16 bytes at 8 modulo 16 cross a block", at({}), found},
+            {"16 bytes on a block boundary", at({.address = 0x1000}), {}},
+            {"19 bytes fit no 16-byte block but cross a 32-byte one", at({.address = 0x1010, .code = &kBody19}), found},
+            {"19 bytes inside one 32-byte block", at({.address = 0x1000, .code = &kBody19}), {}},
+            {"32 bytes still fit one 32-byte block and cross one", at({.code = &kBody32}), found},
+            {"33 bytes fit no block wherever they lie", at({.code = &kBody33}), {}},
+            {"a total time of exactly 0.025 s counts", at({.time = 0.025}), found},
+            {"0.0249 s is too cold", at({.time = 0.0249}), {}},
+            {"three iterations are too few", at({.average = 3}), {}},
+            {"four are enough on these processors", at({.average = 4}), found},
+            {"without trip counts the count is not asked", at({.trips = false, .average = 0}), found},
+            {"type 2048", [](Rows& r) { r.data(placed(r, {})).typeFlag2048 = true; }, {}},
+            {"no code", [](Rows& r) { r.add(kLoop, [](CommonData& d) { d.totalTime = 1.0; }); }, {}},
+            {"no loop", [](Rows& r) { placed(r, {}, 0); }, {}},
+            {"a split loop with a misaligned part",
+             [](Rows& r) {
+               sptr_t<FakeRow> loop = r.add(kLoop | kSplit, [](CommonData& d) { d.isSplitLoop = true; });
+               r.treeChild(loop, placed(r, {.address = 0x1000}));
+               r.treeChild(loop, placed(r, {}));
+             },
+             found}},
+           onCpu(10));
   runTable({{"1024 iterations hide the penalty elsewhere", at({.average = 1024}), {}},
             {"1025 do not", at({.average = 1025}), found}},
            onCpu(0));
@@ -377,24 +374,21 @@ auto pressured(const std::string& code, int unroll = 20, Tweak t = {}) {
 
 TEST_F(IssueDetectorTest, RegistersPressure) {
   const std::string issue = issueLine("registers_pressure_issue");
-  runTable(
-      {
-          {"all registers used, values round-trip through the stack: unroll less, sure", pressured(kSpillingLoop),
-           {issue, stemRec("registers_pressure_rec_reduce_factor", 3, "_cpp")}},
-          {"not unrolled, split already", pressured(kSpillingLoop, 1, [](CommonData& d) { d.loopFlags59 = 2; }), {}},
-          {"not unrolled, too short to be worth splitting", pressured(kSpillingLoop, 1), {}},
-          {"not unrolled, 150 instructions with a share of 0.06 are short of 160", pressured(kSpillingLoop3, 1), {}},
-          {"not unrolled, 200 instructions with a share of 0.06: split it", pressured(kSpillingLoop4, 1),
-           {issue, stemRec("registers_pressure_rec_split_loop", 3, "_cpp")}},
-          {"free registers left", pressured(kBody16), {}},
-          {"an AVX-512 loop has 32 registers",
-           pressured(kSpillingLoop, 20, [](CommonData& d) { d.isaType = system_info::SystemInfo::IsaAvx512; }), {}},
-          {"no code mode", pressured(kSpillingLoop, 20, [](CommonData& d) { d.fieldPresence[Field22] = false; }), {}},
-          {"scalar", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isVectorized = false; }), {}},
-          {"split", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isSplitLoop = true; }), {}},
-          {"not innermost", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isInnermostLoop = false; }), {}},
-      },
-      make<IssueRegistersPressure>());
+  runTable({{"all registers used, values round-trip through the stack: unroll less, sure", pressured(kSpillingLoop),
+             {issue, stemRec("registers_pressure_rec_reduce_factor", 3, "_cpp")}},
+            {"not unrolled, split already", pressured(kSpillingLoop, 1, [](CommonData& d) { d.loopFlags59 = 2; }), {}},
+            {"not unrolled, too short to be worth splitting", pressured(kSpillingLoop, 1), {}},
+            {"not unrolled, 150 instructions with a share of 0.06 are short of 160", pressured(kSpillingLoop3, 1), {}},
+            {"not unrolled, 200 instructions with a share of 0.06: split it", pressured(kSpillingLoop4, 1),
+             {issue, stemRec("registers_pressure_rec_split_loop", 3, "_cpp")}},
+            {"free registers left", pressured(kBody16), {}},
+            {"an AVX-512 loop has 32 registers",
+             pressured(kSpillingLoop, 20, [](CommonData& d) { d.isaType = system_info::SystemInfo::IsaAvx512; }), {}},
+            {"no code mode", pressured(kSpillingLoop, 20, [](CommonData& d) { d.fieldPresence[Field22] = false; }), {}},
+            {"scalar", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isVectorized = false; }), {}},
+            {"split", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isSplitLoop = true; }), {}},
+            {"not innermost", pressured(kSpillingLoop, 20, [](CommonData& d) { d.isInnermostLoop = false; }), {}}},
+           make<IssueRegistersPressure>());
 }
 
 // ---------------------------------------------------------------------------
@@ -410,18 +404,15 @@ TEST_F(IssueDetectorTest, ZmmShadow) {
   const std::string issue = issueLine("zmm_shadow_issue");
   const std::string off = stemRec("disable_zmm", 1, "");
   const std::string on = stemRec("enable_zmm", 1, "");
-  runTable(
-      {
-          {"512-bit vectors lose time", verdict(2), {issue, off}},
-          {"they would gain", verdict(3), {issue, on}},
-          {"they would gain, found elsewhere", verdict(4), {issue, on}},
-          {"in Fortran", verdict(2, true), {issueLine("zmm_shadow_issue", 129), stemRec("disable_zmm", 1, "", true)}},
-          {"no diagnosis", verdict(0), {}},
-          {"no difference", verdict(1), {}},
-          {"an unknown verdict", verdict(5), {}},
-          {"a negative one", verdict(-1), {}},
-      },
-      make<IssueZmmShadow>());
+  runTable({{"512-bit vectors lose time", verdict(2), {issue, off}},
+            {"they would gain", verdict(3), {issue, on}},
+            {"they would gain, found elsewhere", verdict(4), {issue, on}},
+            {"in Fortran", verdict(2, true), {issueLine("zmm_shadow_issue", 129), stemRec("disable_zmm", 1, "", true)}},
+            {"no diagnosis", verdict(0), {}},
+            {"no difference", verdict(1), {}},
+            {"an unknown verdict", verdict(5), {}},
+            {"a negative one", verdict(-1), {}}},
+           make<IssueZmmShadow>());
 }
 
 }  // namespace

@@ -46,26 +46,24 @@ std::vector<std::string> gatherIssue(const std::vector<std::pair<std::string, st
 
 TEST_F(IssueDetectorTest, GatherScatter) {
   auto gathers = [](std::vector<Gather> g) { return [g](Rows& r) { gathering(r, g); }; };
-  runTable(
-      {
-          {"rows in the order of the gathers", gathers({{"a", "3", ""}, {"b", "4", ""}, {"a", "3", ""}}),
-           gatherIssue({{"a", "3"}, {"b", "4"}, {"a", "3"}})},
-          {"a variable with two patterns stays out for good",
-           gathers({{"a", "3", ""}, {"a", "4", ""}, {"a", "3", ""}}), {}},
-          {"the ambiguous one out, the clear one in", gathers({{"a", "3", ""}, {"b", "2", ""}, {"a", "4", ""}}),
-           gatherIssue({{"b", "2"}})},
-          {"codes compare as text", gathers({{"a", "3", ""}, {"a", "03", ""}}), {}},
-          {"pattern 0 is passed over but reported for a kept variable", gathers({{"a", "0", ""}, {"a", "2", ""}}),
-           gatherIssue({{"a", "0"}, {"a", "2"}})},
-          {"text that reads as 0 counts as 0", gathers({{"a", "x", ""}}), {}},
-          {"an unnamed variable counts nothing", gathers({{"", "3", ""}}), {}},
-          {"an unknown pattern shows its key", gathers({{"a", "9", ""}}), gatherIssue({{"a", "9"}})},
-          {"Fortran", [](Rows& r) { gathering(r, {{"u", "1", ""}}, true); }, gatherIssue({{"u", "1"}}, true)},
-          {"no gather information", [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).hasGatherInfo = false; }, {}},
-          {"no gather sites", [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).gatherIndices.clear(); }, {}},
-          {"no gathers", gathers({}), {}},
-      },
-      make<IssueGatherScatter>());
+  runTable({{"rows in the order of the gathers", gathers({{"a", "3", ""}, {"b", "4", ""}, {"a", "3", ""}}),
+             gatherIssue({{"a", "3"}, {"b", "4"}, {"a", "3"}})},
+            {"a variable with two patterns stays out for good",
+             gathers({{"a", "3", ""}, {"a", "4", ""}, {"a", "3", ""}}), {}},
+            {"the ambiguous one out, the clear one in", gathers({{"a", "3", ""}, {"b", "2", ""}, {"a", "4", ""}}),
+             gatherIssue({{"b", "2"}})},
+            {"codes compare as text", gathers({{"a", "3", ""}, {"a", "03", ""}}), {}},
+            {"pattern 0 is passed over but reported for a kept variable", gathers({{"a", "0", ""}, {"a", "2", ""}}),
+             gatherIssue({{"a", "0"}, {"a", "2"}})},
+            {"text that reads as 0 counts as 0", gathers({{"a", "x", ""}}), {}},
+            {"an unnamed variable counts nothing", gathers({{"", "3", ""}}), {}},
+            {"an unknown pattern shows its key", gathers({{"a", "9", ""}}), gatherIssue({{"a", "9"}})},
+            {"Fortran", [](Rows& r) { gathering(r, {{"u", "1", ""}}, true); }, gatherIssue({{"u", "1"}}, true)},
+            {"no gather information", [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).hasGatherInfo = false; },
+             {}},
+            {"no gather sites", [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).gatherIndices.clear(); }, {}},
+            {"no gathers", gathers({}), {}}},
+           make<IssueGatherScatter>());
 }
 
 // ---------------------------------------------------------------------------
@@ -97,21 +95,18 @@ auto body(Body b) {
 }
 
 TEST_F(IssueDetectorTest, CheckAccessPatterns) {
-  runTable(
-      {
-          {"vector body with masked stores", body({.trait = ITrait::MaskedStores}), kCheck},
-          {"vector body with horizontal operations", body({.trait = ITrait::Horizontal}), kCheck},
-          {"another trait is no sign", body({.trait = ITrait::Reciprocals}), {}},
-          {"vector body marked by the collector", body({.extraType = 0x20000}), kCheck},
-          {"vector body without a sign", body({}), {}},
-          {"scalar innermost loop with a trait", body({.vectorized = false, .trait = ITrait::MaskedStores}), kCheck},
-          {"scalar innermost loop with the mark only", body({.vectorized = false, .extraType = 0x20000}), {}},
-          {"vectorized but not the body", body({.bodyPart = false, .trait = ITrait::MaskedStores}), {}},
-          {"scalar and not innermost",
-           body({.vectorized = false, .innermost = false, .trait = ITrait::MaskedStores}), {}},
-          {"stride data there", body({.trait = ITrait::MaskedStores, .strides = true}), {}},
-      },
-      make<IssueCheckAccessPatterns>());
+  runTable({{"vector body with masked stores", body({.trait = ITrait::MaskedStores}), kCheck},
+            {"vector body with horizontal operations", body({.trait = ITrait::Horizontal}), kCheck},
+            {"another trait is no sign", body({.trait = ITrait::Reciprocals}), {}},
+            {"vector body marked by the collector", body({.extraType = 0x20000}), kCheck},
+            {"vector body without a sign", body({}), {}},
+            {"scalar innermost loop with a trait", body({.vectorized = false, .trait = ITrait::MaskedStores}), kCheck},
+            {"scalar innermost loop with the mark only", body({.vectorized = false, .extraType = 0x20000}), {}},
+            {"vectorized but not the body", body({.bodyPart = false, .trait = ITrait::MaskedStores}), {}},
+            {"scalar and not innermost",
+             body({.vectorized = false, .innermost = false, .trait = ITrait::MaskedStores}), {}},
+            {"stride data there", body({.trait = ITrait::MaskedStores, .strides = true}), {}}},
+           make<IssueCheckAccessPatterns>());
 }
 
 // ---------------------------------------------------------------------------
@@ -171,48 +166,47 @@ auto splitFortran(std::vector<int> outcomes, bool strides = true) {
 
 TEST_F(IssueDetectorTest, InefficientAccessPatterns) {
   auto m = [](Measured x, Tweak tweak = {}) { return [=](Rows& r) { measured(r, x, tweak); }; };
-  runTable(
-      {
-          {"no ruling unit stride", m({}), {kMapIssue, kSoa, vldk(3)}},
-          {"unit stride at exactly 90% still", m({.unit = 90.0}), {kMapIssue, kSoa, vldk(3)}},
-          {"unit stride above 90%", m({.unit = 90.1}), {}},
-          {"large strides at exactly 5%: the layout", m({.large = 5.0}), {kMapIssue, kSoa, vldk(3)}},
-          {"large strides just above 5% say nothing", m({.large = 5.1}), {}},
-          {"large strides at exactly 30% say nothing", m({.large = 30.0}), {}},
-          {"many large strides: exchange the loops", m({.large = 30.1}), {kMapIssue, kExchange}},
-          {"a compiler up to 16.0.0", m({.version = {16, 0, 0}}), {kMapIssue, kSoa, vldk(1)}},
-          {"an unknown compiler version", m({.version = {}}), {kMapIssue, kSoa, vldk(1)}},
-          {"16.0.1", m({.version = {16, 0, 1}}), {kMapIssue, kSoa, vldk(3)}},
-          {"15.9.9 is older however its minor numbers compare", m({.version = {15, 9, 9}}), {kMapIssue, kSoa, vldk(1)}},
-          {"Fortran has no layout library", m({.fortran = true}),
-           {kMapIssueFortran, stemRec("inefficient_MAP_rec_SOA", 1, "_fortran", true)}},
-          {"no stride data", m({.valid = false}), {}},
-          {"another compiler", m({}, [](CommonData& d) { d.isVorexCompiler = false; }), {}},
-          {"vectorized, not the body", m({}, [](CommonData& d) { d.isVectorized = true; }), {}},
-          {"a split Fortran loop with contiguous parts", splitFortran({1, 1}), {kMapIssueFortran, kContiguous}},
-          {"one part not contiguous", splitFortran({1, 2}), {}},
-          {"contiguous parts but no stride data", splitFortran({1}, false), {}},
-          {"marked parts that never ran are passed over",
-           [](Rows& r) { checkedPart(r, splitFortranLoop(r, {1}), 2, true); }, {kMapIssueFortran, kContiguous}},
-          {"a marked part that ran counts",
-           [](Rows& r) { r.data(checkedPart(r, splitFortranLoop(r, {1}), 2, true)).callCount = 4; }, {}},
-          {"a part without the outcome field is passed over",
-           [](Rows& r) { r.data(checkedPart(r, splitFortranLoop(r, {1}), 2)).fieldPresence[Field65] = false; },
-           {kMapIssueFortran, kContiguous}},
-          {"a split Fortran innermost loop with many large strides: contiguous first",
-           [](Rows& r) {
-             sptr_t<FakeRow> loop = splitFortranLoop(r, {1});
-             r.data(loop).isInnermostLoop = true;
-             r.data(loop).strides = {{50.0, 10.0, 40.0}, true};
-           },
-           {kMapIssueFortran, kContiguous, stemRec("inefficient_MAP_rec_exchange_outer", 1, "_fortran", true, kNoMap)}},
-          {"a vector body", m({}, [](CommonData& d) {
-             d.isVectorized = d.isVectorBodyPart = true;
-             d.isInnermostLoop = false;
-           }),
-           {kMapIssue, kSoa, vldk(3)}},
-      },
-      make<IssueInefficientAccessPatterns>());
+  runTable({{"no ruling unit stride", m({}), {kMapIssue, kSoa, vldk(3)}},
+            {"unit stride at exactly 90% still", m({.unit = 90.0}), {kMapIssue, kSoa, vldk(3)}},
+            {"unit stride above 90%", m({.unit = 90.1}), {}},
+            {"large strides at exactly 5%: the layout", m({.large = 5.0}), {kMapIssue, kSoa, vldk(3)}},
+            {"large strides just above 5% say nothing", m({.large = 5.1}), {}},
+            {"large strides at exactly 30% say nothing", m({.large = 30.0}), {}},
+            {"many large strides: exchange the loops", m({.large = 30.1}), {kMapIssue, kExchange}},
+            {"a compiler up to 16.0.0", m({.version = {16, 0, 0}}), {kMapIssue, kSoa, vldk(1)}},
+            {"an unknown compiler version", m({.version = {}}), {kMapIssue, kSoa, vldk(1)}},
+            {"16.0.1", m({.version = {16, 0, 1}}), {kMapIssue, kSoa, vldk(3)}},
+            {"15.9.9 is older however its minor numbers compare", m({.version = {15, 9, 9}}),
+             {kMapIssue, kSoa, vldk(1)}},
+            {"Fortran has no layout library", m({.fortran = true}),
+             {kMapIssueFortran, stemRec("inefficient_MAP_rec_SOA", 1, "_fortran", true)}},
+            {"no stride data", m({.valid = false}), {}},
+            {"another compiler", m({}, [](CommonData& d) { d.isVorexCompiler = false; }), {}},
+            {"vectorized, not the body", m({}, [](CommonData& d) { d.isVectorized = true; }), {}},
+            {"a split Fortran loop with contiguous parts", splitFortran({1, 1}), {kMapIssueFortran, kContiguous}},
+            {"one part not contiguous", splitFortran({1, 2}), {}},
+            {"contiguous parts but no stride data", splitFortran({1}, false), {}},
+            {"marked parts that never ran are passed over",
+             [](Rows& r) { checkedPart(r, splitFortranLoop(r, {1}), 2, true); }, {kMapIssueFortran, kContiguous}},
+            {"a marked part that ran counts",
+             [](Rows& r) { r.data(checkedPart(r, splitFortranLoop(r, {1}), 2, true)).callCount = 4; }, {}},
+            {"a part without the outcome field is passed over",
+             [](Rows& r) { r.data(checkedPart(r, splitFortranLoop(r, {1}), 2)).fieldPresence[Field65] = false; },
+             {kMapIssueFortran, kContiguous}},
+            {"a split Fortran innermost loop with many large strides: contiguous first",
+             [](Rows& r) {
+               sptr_t<FakeRow> loop = splitFortranLoop(r, {1});
+               r.data(loop).isInnermostLoop = true;
+               r.data(loop).strides = {{50.0, 10.0, 40.0}, true};
+             },
+             {kMapIssueFortran, kContiguous,
+              stemRec("inefficient_MAP_rec_exchange_outer", 1, "_fortran", true, kNoMap)}},
+            {"a vector body", m({}, [](CommonData& d) {
+               d.isVectorized = d.isVectorBodyPart = true;
+               d.isInnermostLoop = false;
+             }),
+             {kMapIssue, kSoa, vldk(3)}}},
+           make<IssueInefficientAccessPatterns>());
 }
 
 // ---------------------------------------------------------------------------
@@ -229,15 +223,12 @@ TEST_F(IssueDetectorTest, ExcessiveCaching) {
   const std::vector<std::string> found = {
       line("issue_excessive_caching", 69, "issue_excessive_caching_title", "issue_excessive_caching_title"),
       rec("rec_use_nts", 1, "rec_use_nts_title", "rec_use_nts_title")};
-  runTable(
-      {
-          {"a store worth making non-temporal", candidates({"NT-candidates: 2"}), found},
-          {"the first entry says the stores are non-temporal", candidates({"NT-stores: 1", "NT-candidates"}), {}},
-          {"only the first entry is looked at", candidates({"NT-candidates", "NT-stores"}), found},
-          {"an entry without text", candidates({""}), found},
-          {"no candidates", candidates({}), {}},
-      },
-      make<IssueExcessiveCaching>());
+  runTable({{"a store worth making non-temporal", candidates({"NT-candidates: 2"}), found},
+            {"the first entry says the stores are non-temporal", candidates({"NT-stores: 1", "NT-candidates"}), {}},
+            {"only the first entry is looked at", candidates({"NT-candidates", "NT-stores"}), found},
+            {"an entry without text", candidates({""}), found},
+            {"no candidates", candidates({}), {}}},
+           make<IssueExcessiveCaching>());
 }
 
 }  // namespace

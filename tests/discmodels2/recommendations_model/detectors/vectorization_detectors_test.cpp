@@ -99,37 +99,34 @@ class NeedForSimdTest : public IssueDetectorTest {
 
 TEST_F(NeedForSimdTest, GatesInOrder) {
   auto tweaked = [](Tweak t) { return [t](Rows& r) { t(r.data(simdLoopWithChild(r))); }; };
-  runTable(
-      {
-          {"fires", simd(), {kSimdIssue, kOuterRec}},
-          {"marked row", tweaked([](CommonData& d) { d.typeFlag1024 = true; }), {}},
-          {"vectorized", tweaked([](CommonData& d) { d.isVectorized = true; }), {}},
-          {"type 16384", tweaked([](CommonData& d) { d.typeFlag16384 = true; }), {}},
-          {"no diagnostic field, value set",
-           tweaked([](CommonData& d) { d.fieldPresence[VectorizationDiagnosticId] = false; }), {}},
-          {"diagnostic outside the table", tweaked([](CommonData& d) { d.vectorizationDiagnosticId = 15344; }), {}},
-          {"15541 with two inner loops", tweaked([](CommonData& d) { d.innerLoopCount = 2; }), {}},
-          {"15541 with no inner loop", tweaked([](CommonData& d) { d.innerLoopCount = 0; }), {}},
-          {"15533 with two inner loops", simd({.diagnostic = 15533, .innerLoops = 2}),
-           {kSimdIssue, forceRec("complex_loop_vectorization_rec", false)}},
-          {"15533 with no inner loop", simd({.diagnostic = 15533, .innerLoops = 0}), {}},
-          {"15542 passes every gate yet yields nothing", simd({.diagnostic = 15542}), {}},
-          {"no vectorized child loop", simd({.childType = kLoop}), {}},
-          {"children that are no loops, null or without metadata are skipped",
-           [](Rows& r) {
-             sptr_t<FakeRow> loop = simdLoopWithChild(r, {.childType = kVectorized});
-             r.bottomUpChild(loop, row_t());
-             r.bottomUpChild(loop, r.addWithoutMetadata());
-           },
-           {}},
-          {"three child loops", simd({.plainChildren = 2}), {kSimdIssue, kOuterRec}},
-          {"four child loops", simd({.plainChildren = 3}), {}},
-          {"proven dependency drops the issue", simd({.dependency = 2}), {}},
-          {"Fortran", simd({.fortran = true}),
-           {issueLine("need_for_simd_issue", 129),
-            forceRec("outer_vectorization_inner_not_vectorized_rec", false, true)}},
-      },
-      maker(true));
+  runTable({{"fires", simd(), {kSimdIssue, kOuterRec}},
+            {"marked row", tweaked([](CommonData& d) { d.typeFlag1024 = true; }), {}},
+            {"vectorized", tweaked([](CommonData& d) { d.isVectorized = true; }), {}},
+            {"type 16384", tweaked([](CommonData& d) { d.typeFlag16384 = true; }), {}},
+            {"no diagnostic field, value set",
+             tweaked([](CommonData& d) { d.fieldPresence[VectorizationDiagnosticId] = false; }), {}},
+            {"diagnostic outside the table", tweaked([](CommonData& d) { d.vectorizationDiagnosticId = 15344; }), {}},
+            {"15541 with two inner loops", tweaked([](CommonData& d) { d.innerLoopCount = 2; }), {}},
+            {"15541 with no inner loop", tweaked([](CommonData& d) { d.innerLoopCount = 0; }), {}},
+            {"15533 with two inner loops", simd({.diagnostic = 15533, .innerLoops = 2}),
+             {kSimdIssue, forceRec("complex_loop_vectorization_rec", false)}},
+            {"15533 with no inner loop", simd({.diagnostic = 15533, .innerLoops = 0}), {}},
+            {"15542 passes every gate yet yields nothing", simd({.diagnostic = 15542}), {}},
+            {"no vectorized child loop", simd({.childType = kLoop}), {}},
+            {"children that are no loops, null or without metadata are skipped",
+             [](Rows& r) {
+               sptr_t<FakeRow> loop = simdLoopWithChild(r, {.childType = kVectorized});
+               r.bottomUpChild(loop, row_t());
+               r.bottomUpChild(loop, r.addWithoutMetadata());
+             },
+             {}},
+            {"three child loops", simd({.plainChildren = 2}), {kSimdIssue, kOuterRec}},
+            {"four child loops", simd({.plainChildren = 3}), {}},
+            {"proven dependency drops the issue", simd({.dependency = 2}), {}},
+            {"Fortran", simd({.fortran = true}),
+             {issueLine("need_for_simd_issue", 129),
+              forceRec("outer_vectorization_inner_not_vectorized_rec", false, true)}}},
+           maker(true));
 }
 
 TEST_F(NeedForSimdTest, MissingAnalysesComeFirstAndSetTheDisclaimer) {
@@ -168,33 +165,30 @@ TEST_F(NeedForSimdTest, VotesAgainstIrregularStrides) {
                      efficiency);
     };
   };
-  runTable(
-      {
-          {"no vote", loopWithChild(95.0, 1000), {}},
-          {"efficiency 89.99 votes", loopWithChild(89.99, 1000), {kSimdIssue, kOuterRec}},
-          {"efficiency 90 does not", loopWithChild(90.0, 1000), {}},
-          {"no efficiency read: no vote", loopWithChild(-1.0, 1000), {}},
-          {"trip count covering the child's votes", loopWithChild(95.0, 100), {kSimdIssue, kOuterRec}},
-          {"one iteration short does not", loopWithChild(95.0, 101), {}},
-          {"no own trip count does not", loopWithChild(95.0, 0, 0), {}},
-          {"dependency data without dependency votes", loopWithChild(95.0, 1000, 100, 1), {kSimdIssue, kOuterRec}},
-          {"a split child counts its parts' trip counts, marked parts left out",
-           [irregular](Rows& r) {
-             sptr_t<FakeRow> loop = simdLoop(r, {.strides = irregular, .tripCountAverage = 100});
-             sptr_t<FakeRow> split = childLoop(r, loop, kLoop | kVectorized | IMetadata::TypeSplitLoop, 95.0, 5000);
-             for (auto [type, median] : {std::pair<IMetadata::type_t, std::int64_t>{kLoop, 60},
-                                         {kLoop, 40},
-                                         {kLoop | IMetadata::TypeMarked, 900}}) {
-               sptr_t<FakeRow> part = r.add(type);
-               r.loops->medians[part.get()] = median;
-               r.treeChild(split, part);
-             }
-           },
-           {kSimdIssue, kOuterRec}},
-          {"text efficiency votes", efficiencyOf("fast"), {kSimdIssue, kOuterRec}},
-          {"integer efficiency 90 does not vote", efficiencyOf(std::uint32_t{90}), {}},
-      },
-      maker(true));
+  runTable({{"no vote", loopWithChild(95.0, 1000), {}},
+            {"efficiency 89.99 votes", loopWithChild(89.99, 1000), {kSimdIssue, kOuterRec}},
+            {"efficiency 90 does not", loopWithChild(90.0, 1000), {}},
+            {"no efficiency read: no vote", loopWithChild(-1.0, 1000), {}},
+            {"trip count covering the child's votes", loopWithChild(95.0, 100), {kSimdIssue, kOuterRec}},
+            {"one iteration short does not", loopWithChild(95.0, 101), {}},
+            {"no own trip count does not", loopWithChild(95.0, 0, 0), {}},
+            {"dependency data without dependency votes", loopWithChild(95.0, 1000, 100, 1), {kSimdIssue, kOuterRec}},
+            {"a split child counts its parts' trip counts, marked parts left out",
+             [irregular](Rows& r) {
+               sptr_t<FakeRow> loop = simdLoop(r, {.strides = irregular, .tripCountAverage = 100});
+               sptr_t<FakeRow> split = childLoop(r, loop, kLoop | kVectorized | IMetadata::TypeSplitLoop, 95.0, 5000);
+               for (auto [type, median] : {std::pair<IMetadata::type_t, std::int64_t>{kLoop, 60},
+                                           {kLoop, 40},
+                                           {kLoop | IMetadata::TypeMarked, 900}}) {
+                 sptr_t<FakeRow> part = r.add(type);
+                 r.loops->medians[part.get()] = median;
+                 r.treeChild(split, part);
+               }
+             },
+             {kSimdIssue, kOuterRec}},
+            {"text efficiency votes", efficiencyOf("fast"), {kSimdIssue, kOuterRec}},
+            {"integer efficiency 90 does not vote", efficiencyOf(std::uint32_t{90}), {}}},
+           maker(true));
 }
 
 // ---------------------------------------------------------------------------
@@ -224,36 +218,34 @@ TEST_F(IssueDetectorTest, PotentialVectorizability) {
   auto gcc = [](const char* version, const char* flags) {
     return [=](Rows& r) { builtBy(r, "gnu c++17 12.2.0", version, flags); };
   };
-  runTable(
-      {
-          {"gcc -O3", gcc("gnu c++17 12.2.0", "-O3 -march=native"), {issue, explore}},
-          {"gcc -O2 without -ftree-vectorize", gcc("gnu c++17 12.2.0 -o2", "-O2"), {issue, enable}},
-          // The fill lowers the version text, where "-O2" is looked for.
-          {"gcc -O2 -ftree-vectorize in the lowered version text", gcc("gnu c++17 -o2 -ftree-vectorize", "-O2"),
-           {issue, enable}},
-          {"gcc options in a version text not lowered", gcc("GNU C++17 -O2 -ftree-vectorize", ""), {issue, explore}},
-          {"microsoft /O2", [](Rows& r) { builtBy(r, "microsoft c/c++ 19.3", "19.3", "/O2 /fp:fast"); },
-           {issue, explore}},
-          {"microsoft /Od", [](Rows& r) { builtBy(r, "microsoft c/c++ 19.3", "19.3", "/Od"); }, {issue, enable}},
-          {"Fortran keeps its language only in the flags",
-           [](Rows& r) { r.data(builtBy(r, "gnu fortran", "12.2", "-O3")).isFortran = true; },
-           {issueLine("vectorizability_issue", 130),
-            rec("explore_vectorization_fortran", 1, "compiler_diag_rec_title", "explore_vectorization_text")}},
-          {"the Vorex compiler has its diagnostics", [](Rows& r) { builtBy(r, "vorex c++", "2023.1", "-O3"); }, {}},
-          {"no compiler name",
-           [](Rows& r) { r.data(builtBy(r, "gnu", "12", "-O3")).fieldPresence[CompilerName] = false; }, {}},
-          {"no compiler version",
-           [](Rows& r) { r.data(builtBy(r, "gnu", "12", "-O3")).fieldPresence[CompilerVersion] = false; }, {}},
-          {"vectorized already", [](Rows& r) { r.data(builtBy(r, "gnu", "12", "-O3")).isVectorized = true; }, {}},
-          {"an inner loop inside", [](Rows& r) { r.data(builtBy(r, "gnu", "12", "-O3")).innerLoopCount = 1; }, {}},
-          {"a compiler's reason against it",
-           [](Rows& r) { r.dataset->set(builtBy(r, "gnu", "12", "-O3"), Field146, true); }, {}},
-          {"compute at exactly 0.33 of memory", [](Rows& r) { builtBy(r, "gnu", "12", "-O3", {200, 100, 33, 0}); }, {}},
-          {"compute just above 0.33 of memory", [](Rows& r) { builtBy(r, "gnu", "12", "-O3", {200, 100, 30, 4}); },
-           {issue, explore}},
-          {"no summary mix", [](Rows& r) { builtBy(r, "gnu", "12", "-O3", {}); }, {}},
-      },
-      [](Rows& r) { return std::make_shared<IssuePotentialVectorizability>(r.provider, r.model); });
+  runTable({{"gcc -O3", gcc("gnu c++17 12.2.0", "-O3 -march=native"), {issue, explore}},
+            {"gcc -O2 without -ftree-vectorize", gcc("gnu c++17 12.2.0 -o2", "-O2"), {issue, enable}},
+            // The fill lowers the version text, where "-O2" is looked for.
+            {"gcc -O2 -ftree-vectorize in the lowered version text", gcc("gnu c++17 -o2 -ftree-vectorize", "-O2"),
+             {issue, enable}},
+            {"gcc options in a version text not lowered", gcc("GNU C++17 -O2 -ftree-vectorize", ""), {issue, explore}},
+            {"microsoft /O2", [](Rows& r) { builtBy(r, "microsoft c/c++ 19.3", "19.3", "/O2 /fp:fast"); },
+             {issue, explore}},
+            {"microsoft /Od", [](Rows& r) { builtBy(r, "microsoft c/c++ 19.3", "19.3", "/Od"); }, {issue, enable}},
+            {"Fortran keeps its language only in the flags",
+             [](Rows& r) { r.data(builtBy(r, "gnu fortran", "12.2", "-O3")).isFortran = true; },
+             {issueLine("vectorizability_issue", 130),
+              rec("explore_vectorization_fortran", 1, "compiler_diag_rec_title", "explore_vectorization_text")}},
+            {"the Vorex compiler has its diagnostics", [](Rows& r) { builtBy(r, "vorex c++", "2023.1", "-O3"); }, {}},
+            {"no compiler name",
+             [](Rows& r) { r.data(builtBy(r, "gnu", "12", "-O3")).fieldPresence[CompilerName] = false; }, {}},
+            {"no compiler version",
+             [](Rows& r) { r.data(builtBy(r, "gnu", "12", "-O3")).fieldPresence[CompilerVersion] = false; }, {}},
+            {"vectorized already", [](Rows& r) { r.data(builtBy(r, "gnu", "12", "-O3")).isVectorized = true; }, {}},
+            {"an inner loop inside", [](Rows& r) { r.data(builtBy(r, "gnu", "12", "-O3")).innerLoopCount = 1; }, {}},
+            {"a compiler's reason against it",
+             [](Rows& r) { r.dataset->set(builtBy(r, "gnu", "12", "-O3"), Field146, true); }, {}},
+            {"compute at exactly 0.33 of memory", [](Rows& r) { builtBy(r, "gnu", "12", "-O3", {200, 100, 33, 0}); },
+             {}},
+            {"compute just above 0.33 of memory", [](Rows& r) { builtBy(r, "gnu", "12", "-O3", {200, 100, 30, 4}); },
+             {issue, explore}},
+            {"no summary mix", [](Rows& r) { builtBy(r, "gnu", "12", "-O3", {}); }, {}}},
+           [](Rows& r) { return std::make_shared<IssuePotentialVectorizability>(r.provider, r.model); });
   runTable({{"no survey model", gcc("gnu", "-O3"), {}}},
            [](Rows& r) { return std::make_shared<IssuePotentialVectorizability>(r.provider, nullptr); });
 }
@@ -298,43 +290,40 @@ TEST_F(IssueDetectorTest, CompilerDiagnostics) {
   const std::vector<std::string> pre161 = documented(15520, "_pre16.1", "_c_pre16.1", "_c", false, 0, "_pre16.1");
   std::string message;
   compiler_helpers::getCompilerNonVectorizationMessage(15326, message);
-  runTable(
-      {
-          {"a plain documented number", row({15344}), documented(15344, "", "", "_c")},
-          {"Fortran", row({15344, true}), documented(15344, "", "", "_f", true)},
-          {"language texts", row({15341, true}), documented(15341, "_f", "_f", "_f", true)},
-          {"15521 is read as 15523, id included", row({15521}), documented(15523, "_c", "_c", "_c")},
-          {"15383 is read as 15382", row({15383}), call15382},
-          {"15527 is read as 15382", row({15527}), call15382},
-          {"15543 without a vectorized child is 15382", row({15543}), call15382},
-          {"15543 with a vectorized child says 15542 with the example of the call",
-           [](Rows& r) {
-             sptr_t<FakeRow> loop = diagnosed(r, {15543});
-             r.bottomUpChild(loop, row_t());  // a null entry is read as an unfilled row
-             r.bottomUpChild(loop, r.add(kLoop, [](CommonData& d) { d.isVectorized = true; }));
-           },
-           documented(15542, "", "", "_c", false, 15382)},
-          {"15543 with a vectorized child that is no loop",
-           [](Rows& r) {
-             sptr_t<FakeRow> loop = diagnosed(r, {15543});
-             r.bottomUpChild(loop, r.add(kLoop, [](CommonData& d) {
-               d.isVectorized = true;
-               d.isLoop = false;
-             }));
-           },
-           call15382},
-          {"15520 on a compiler up to 16.0.0", row({15520, false, {16, 0, 0}}), pre161},
-          {"15520 of an unknown version counts as old", row({15520, false, {}}), pre161},
-          {"15520 from 16.0.1 on", row({15520, false, {16, 0, 1}}), documented(15520, "", "_c", "_c")},
-          {"15520 in Fortran is never pre16.1", row({15520, true, {15, 0, 0}}),
-           documented(15520, "", "_f", "_f", true)},
-          {"an undocumented number is titled by the compiler's message", row({15326}),
-           {line("compiler_diag_issue_15326", 578, message, "")}},
-          {"another compiler", [](Rows& r) { r.data(diagnosed(r, {15344})).isVorexCompiler = false; }, {}},
-          {"no diagnostic field",
-           [](Rows& r) { r.data(diagnosed(r, {15344})).fieldPresence[VectorizationDiagnosticId] = false; }, {}},
-      },
-      [](Rows& r) { return std::make_shared<IssueCompilerDiagnostics>(r.provider); });
+  runTable({{"a plain documented number", row({15344}), documented(15344, "", "", "_c")},
+            {"Fortran", row({15344, true}), documented(15344, "", "", "_f", true)},
+            {"language texts", row({15341, true}), documented(15341, "_f", "_f", "_f", true)},
+            {"15521 is read as 15523, id included", row({15521}), documented(15523, "_c", "_c", "_c")},
+            {"15383 is read as 15382", row({15383}), call15382},
+            {"15527 is read as 15382", row({15527}), call15382},
+            {"15543 without a vectorized child is 15382", row({15543}), call15382},
+            {"15543 with a vectorized child says 15542 with the example of the call",
+             [](Rows& r) {
+               sptr_t<FakeRow> loop = diagnosed(r, {15543});
+               r.bottomUpChild(loop, row_t());  // a null entry is read as an unfilled row
+               r.bottomUpChild(loop, r.add(kLoop, [](CommonData& d) { d.isVectorized = true; }));
+             },
+             documented(15542, "", "", "_c", false, 15382)},
+            {"15543 with a vectorized child that is no loop",
+             [](Rows& r) {
+               sptr_t<FakeRow> loop = diagnosed(r, {15543});
+               r.bottomUpChild(loop, r.add(kLoop, [](CommonData& d) {
+                 d.isVectorized = true;
+                 d.isLoop = false;
+               }));
+             },
+             call15382},
+            {"15520 on a compiler up to 16.0.0", row({15520, false, {16, 0, 0}}), pre161},
+            {"15520 of an unknown version counts as old", row({15520, false, {}}), pre161},
+            {"15520 from 16.0.1 on", row({15520, false, {16, 0, 1}}), documented(15520, "", "_c", "_c")},
+            {"15520 in Fortran is never pre16.1", row({15520, true, {15, 0, 0}}),
+             documented(15520, "", "_f", "_f", true)},
+            {"an undocumented number is titled by the compiler's message", row({15326}),
+             {line("compiler_diag_issue_15326", 578, message, "")}},
+            {"another compiler", [](Rows& r) { r.data(diagnosed(r, {15344})).isVorexCompiler = false; }, {}},
+            {"no diagnostic field",
+             [](Rows& r) { r.data(diagnosed(r, {15344})).fieldPresence[VectorizationDiagnosticId] = false; }, {}}},
+           [](Rows& r) { return std::make_shared<IssueCompilerDiagnostics>(r.provider); });
 }
 
 // 15333 is documented only once a C-family row has come by, for the rest of
@@ -382,27 +371,25 @@ TEST_F(IssueDetectorTest, AssumedDependency) {
   };
   auto presence = [](int p, bool fortran = false) { return [=](Rows& r) { assumed(r, p, fortran); }; };
   auto tweaked = [](Tweak t) { return [t](Rows& r) { t(r.data(assumed(r, 1))); }; };
-  runTable(
-      {
-          {"no dependency data", presence(0), {issue, advice("rec_run_correctness", "{no_dependency_disclaimer{=1}}")}},
-          {"no dependency found", presence(1), {issue, advice("rec_enable_vec")}},
-          {"a dependency found: only the proven issue", presence(2),
-           {line("proven_dependency_issue", 69, "proven_dependency_issue_title", "assumed_dependency_issue_text"),
-            advice("rec_vectorlen")}},
-          {"a reduction only", presence(3), {issue, advice("reduction")}},
-          {"an unknown presence: the issue alone", presence(7), {issue}},
-          {"Fortran", presence(1, true),
-           {line("assumed_dependency_issue", 133, "assumed_dependency_issue_title", "assumed_dependency_issue_text"),
-            advice("rec_enable_vec", "", true)}},
-          {"no loop", tweaked([](CommonData& d) { d.isLoop = false; }), {}},
-          {"vectorized", tweaked([](CommonData& d) { d.isVectorized = true; }), {}},
-          {"split", tweaked([](CommonData& d) { d.isSplitLoop = true; }), {}},
-          {"no diagnostic field",
-           tweaked([](CommonData& d) { d.fieldPresence[VectorizationDiagnosticId] = false; }), {}},
-          {"no function instance", tweaked([](CommonData& d) { d.fieldPresence[FuncInstIdx] = false; }), {}},
-          {"another diagnostic", tweaked([](CommonData& d) { d.vectorizationDiagnosticId = 15346; }), {}},
-      },
-      make<IssueAssumedDependency>());
+  runTable({{"no dependency data", presence(0),
+             {issue, advice("rec_run_correctness", "{no_dependency_disclaimer{=1}}")}},
+            {"no dependency found", presence(1), {issue, advice("rec_enable_vec")}},
+            {"a dependency found: only the proven issue", presence(2),
+             {line("proven_dependency_issue", 69, "proven_dependency_issue_title", "assumed_dependency_issue_text"),
+              advice("rec_vectorlen")}},
+            {"a reduction only", presence(3), {issue, advice("reduction")}},
+            {"an unknown presence: the issue alone", presence(7), {issue}},
+            {"Fortran", presence(1, true),
+             {line("assumed_dependency_issue", 133, "assumed_dependency_issue_title", "assumed_dependency_issue_text"),
+              advice("rec_enable_vec", "", true)}},
+            {"no loop", tweaked([](CommonData& d) { d.isLoop = false; }), {}},
+            {"vectorized", tweaked([](CommonData& d) { d.isVectorized = true; }), {}},
+            {"split", tweaked([](CommonData& d) { d.isSplitLoop = true; }), {}},
+            {"no diagnostic field",
+             tweaked([](CommonData& d) { d.fieldPresence[VectorizationDiagnosticId] = false; }), {}},
+            {"no function instance", tweaked([](CommonData& d) { d.fieldPresence[FuncInstIdx] = false; }), {}},
+            {"another diagnostic", tweaked([](CommonData& d) { d.vectorizationDiagnosticId = 15346; }), {}}},
+           make<IssueAssumedDependency>());
 }
 
 // ---------------------------------------------------------------------------
@@ -421,28 +408,25 @@ TEST_F(IssueDetectorTest, CDI) {
   constexpr IMetadata::type_t kVector = kInnermost | kVectorized;
   const InstructionMix fires = {{77, std::int64_t{3}}, {78, std::int64_t{0}}};
   const std::vector<std::string> found = {issueLine("cdi_issue"), stemRec("add_ivdep", 1, "_cpp")};
-  runTable(
-      {
-          {"vectorized innermost", withMix(kVector, fires), found},
-          {"type 4096 innermost", withMix(kInnermost | 4096, fires), found},
-          {"real counts", withMix(kInnermost | 4096, {{77, 0.5}, {78, 0.0}}), found},
-          {"Fortran", withMix(kVector, fires, true),
-           {issueLine("cdi_issue", 129), stemRec("add_ivdep", 1, "_fortran", true)}},
-          {"neither vectorized nor 4096", withMix(kInnermost, fires), {}},
-          {"not innermost", withMix(kLoop | kVectorized, fires), {}},
-          {"split", withMix(kVector | IMetadata::TypeSplitLoop, fires), {}},
-          {"no metadata", [](Rows& r) { r.addWithoutMetadata(); }, {}},
-          {"empty mix", withMix(kVector, {}), {}},
-          {"column 77 absent", withMix(kVector, {{78, std::int64_t{0}}}), {}},
-          {"column 78 absent", withMix(kVector, {{77, std::int64_t{3}}}), {}},
-          {"column 77 at 0", withMix(kVector, {{77, std::int64_t{0}}, {78, std::int64_t{0}}}), {}},
-          {"column 77 negative", withMix(kVector, {{77, std::int64_t{-1}}, {78, std::int64_t{0}}}), {}},
-          {"column 77 unsigned, negative as signed",
-           withMix(kVector, {{77, ~std::uint64_t{0}}, {78, std::uint64_t{0}}}), {}},
-          {"column 78 counted", withMix(kVector, {{77, std::int64_t{3}}, {78, std::int64_t{1}}}), {}},
-          {"a text count passes neither test", withMix(kVector, {{77, "3"}, {78, std::int64_t{0}}}), {}},
-      },
-      make<IssueCDI>());
+  runTable({{"vectorized innermost", withMix(kVector, fires), found},
+            {"type 4096 innermost", withMix(kInnermost | 4096, fires), found},
+            {"real counts", withMix(kInnermost | 4096, {{77, 0.5}, {78, 0.0}}), found},
+            {"Fortran", withMix(kVector, fires, true),
+             {issueLine("cdi_issue", 129), stemRec("add_ivdep", 1, "_fortran", true)}},
+            {"neither vectorized nor 4096", withMix(kInnermost, fires), {}},
+            {"not innermost", withMix(kLoop | kVectorized, fires), {}},
+            {"split", withMix(kVector | IMetadata::TypeSplitLoop, fires), {}},
+            {"no metadata", [](Rows& r) { r.addWithoutMetadata(); }, {}},
+            {"empty mix", withMix(kVector, {}), {}},
+            {"column 77 absent", withMix(kVector, {{78, std::int64_t{0}}}), {}},
+            {"column 78 absent", withMix(kVector, {{77, std::int64_t{3}}}), {}},
+            {"column 77 at 0", withMix(kVector, {{77, std::int64_t{0}}, {78, std::int64_t{0}}}), {}},
+            {"column 77 negative", withMix(kVector, {{77, std::int64_t{-1}}, {78, std::int64_t{0}}}), {}},
+            {"column 77 unsigned, negative as signed",
+             withMix(kVector, {{77, ~std::uint64_t{0}}, {78, std::uint64_t{0}}}), {}},
+            {"column 78 counted", withMix(kVector, {{77, std::int64_t{3}}, {78, std::int64_t{1}}}), {}},
+            {"a text count passes neither test", withMix(kVector, {{77, "3"}, {78, std::int64_t{0}}}), {}}},
+           make<IssueCDI>());
 }
 
 TEST_F(IssueDetectorTest, NoRowOrProviderMakesNothing) {
