@@ -64,10 +64,7 @@ void code(Rows& r, const row_t& row, const Bytes& body) {
 // An innermost loop of the Vorex compiler with `flags` and `body` as code.
 sptr_t<FakeRow> loop(Rows& r, const Bytes& body, const std::string& flags = "-O2", const Tweak& tweak = {},
                      IMetadata::type_t type = kInnermostLoop) {
-  sptr_t<FakeRow> row = r.add(type, [&](CommonData& d) {
-    d.compilerFlags = flags;
-    if (tweak) tweak(d);
-  });
+  sptr_t<FakeRow> row = r.add(type, both([&](CommonData& d) { d.compilerFlags = flags; }, tweak));
   code(r, row, body);
   return row;
 }
@@ -91,7 +88,6 @@ auto vectorizable(Bytes body, int dependency) {
 const Tweak kFortran = [](CommonData& d) { d.isFortran = true; };
 const Tweak kVectorized = [](CommonData& d) { d.isVectorized = true; };
 
-// ---------------------------------------------------------------------------
 // Division and square root
 
 const std::string kDivIssue = issueLine("div_issue");
@@ -126,7 +122,6 @@ TEST_F(IssueDetectorTest, DivisionAndSquareRoot) {
            make<IssueDIV>());
 }
 
-// ---------------------------------------------------------------------------
 // FMA
 
 const std::string kNoDependencyData = "{no_dependency_disclaimer{=0}}";
@@ -224,7 +219,6 @@ TEST_F(IssueDetectorTest, FusedMultiplyAdd) {
            [](Rows& r) { return std::make_shared<IssueFMA>(r.provider, SystemInfo::IsaAvx2, nullptr); });
 }
 
-// ---------------------------------------------------------------------------
 // Reciprocals
 
 const std::string kReciprocalIssue = issueLine("issue_reciprocals");
@@ -286,7 +280,6 @@ TEST_F(IssueDetectorTest, Reciprocals) {
   });
 }
 
-// ---------------------------------------------------------------------------
 // Floating point and the math library
 
 const std::string kLibmIssue = issueLine("libm_function_issue");
@@ -357,7 +350,6 @@ TEST_F(IssueDetectorTest, FloatingPointAndMathLibrary) {
            make<IssueFloatingPoint>());
 }
 
-// ---------------------------------------------------------------------------
 // Loops as gcc 12 and clang compile them (-fno-math-errno unless said): the
 // bytes of each loop body, from the first instruction to the backward jump.
 

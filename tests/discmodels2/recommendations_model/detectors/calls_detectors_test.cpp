@@ -22,9 +22,7 @@ namespace {
 using namespace issue_tests;
 using namespace data_models2::issues;
 using system_info::SystemInfo;
-namespace compiler_helpers = data_models2::compiler_helpers;
 
-// ---------------------------------------------------------------------------
 // User functions, serialized or keeping the loop scalar
 
 struct Caller {
@@ -91,14 +89,13 @@ TEST_F(IssueDetectorTest, SerializedUserFunctions) {
            make<IssueSerializedUserFunctions>());
 }
 
-// ---------------------------------------------------------------------------
 // System functions
 
 TEST_F(IssueDetectorTest, SystemFunctions) {
   auto loop = [](Tweak t) {
     return [t](Rows& r) { r.add(IMetadata::TypeLoop, both([](CommonData& d) { d.callsSystemFunctions = true; }, t)); };
   };
-  runTable({{"scalar innermost loop reaching system functions", loop([](CommonData&) {}),
+  runTable({{"scalar innermost loop reaching system functions", loop({}),
              {issueLine("system_functions_issue"), stemRec("system_functions_rec_move", 1, "_cpp")}},
             {"vectorized", loop([](CommonData& d) { d.isVectorized = true; }), {}},
             {"not innermost", loop([](CommonData& d) { d.isInnermostLoop = false; }), {}},
@@ -108,7 +105,6 @@ TEST_F(IssueDetectorTest, SystemFunctions) {
            make<IssueSystemFunctions>());
 }
 
-// ---------------------------------------------------------------------------
 // Indirect calls
 
 class IndirectWalk : public data_models2::AssemblerRowVisitHandler {
@@ -156,8 +152,7 @@ TEST_F(IssueDetectorTest, IndirectCalls) {
   };
   runTable({{"an indirect call: move it", indirect({}), {issue, move}},
             {"C++ names on a Vorex compiler 17: vector variants and the proxy",
-             indirect({.cppNames = true, .major = 17}),
-             {issue, simd, proxy}},
+             indirect({.cppNames = true, .major = 17}), {issue, simd, proxy}},
             {"C++ names on a Vorex compiler 16: move and the proxy", indirect({.cppNames = true, .major = 16}),
              {issue, move, proxy}},
             {"C++ names on another compiler 17", indirect({.cppNames = true, .vorex = false, .major = 17}),
@@ -184,17 +179,11 @@ TEST_F(IssueDetectorTest, IndirectCalls) {
            onMachine(14));
 }
 
-// ---------------------------------------------------------------------------
 // OpenMP runtime calls
 
 TEST_F(IssueDetectorTest, OpenMP) {
   auto calls = [](unsigned flags, Tweak t = {}) {
-    return [=](Rows& r) {
-      r.add(IMetadata::TypeLoop, [&](CommonData& d) {
-        d.threadingCallFlags = flags;
-        if (t) t(d);
-      });
-    };
+    return [=](Rows& r) { r.add(IMetadata::TypeLoop, both([=](CommonData& d) { d.threadingCallFlags = flags; }, t)); };
   };
   const std::string issue = issueLine("omp_prevents_vect_issue");
   const Tweak vectorized = [](CommonData& d) { d.isVectorized = true; };
@@ -212,7 +201,6 @@ TEST_F(IssueDetectorTest, OpenMP) {
            make<IssueOpenMP>());
 }
 
-// ---------------------------------------------------------------------------
 // Vector function attributes
 
 struct Callee {
@@ -273,7 +261,6 @@ TEST_F(IssueDetectorTest, VectorFunctionAttributes) {
            make<IssueVectorFunctionAttributes>());
 }
 
-// ---------------------------------------------------------------------------
 // Serial standard algorithms
 
 struct Algorithm {

@@ -22,7 +22,6 @@ using namespace data_models2::issues;
 
 constexpr IMetadata::type_t kLoop = IMetadata::TypeLoop;
 
-// ---------------------------------------------------------------------------
 // Peel and remainder
 
 constexpr IMetadata::type_t kSplit = IMetadata::TypeSplitLoop;
@@ -270,7 +269,6 @@ TEST_F(IssueDetectorTest, PeelRemainder) {
   runTable(cases, make<IssuePeelRemainder>());
 }
 
-// ---------------------------------------------------------------------------
 // Loop misalignment
 
 // 16 bytes of a vector loop: vmovupd ymm0, [rdi+rax*8]; vmulpd ymm0, ymm0,
@@ -335,22 +333,17 @@ TEST_F(IssueDetectorTest, LoopMisalignment) {
            onCpu(0));
 }
 
-// ---------------------------------------------------------------------------
 // Register pressure
 
 // A loop gcc 12 made of twenty accumulators (-O2 -mavx2): all sixteen ymm
 // registers in use, four accumulators kept on the stack.
 const std::string kSpillingLoop =
-    "c5 7d 59 38 48 83 c2 50 48 05 80 02 00 00 c4 c1 75 58 cf c5 7d 59 b8 a0 fd ff ff c4 41 0d 58 f7 "
-    "c5 7d 59 b8 c0 fd ff ff c5 05 58 7c 24 a8 c5 7d 29 7c 24 a8 c5 7d 59 b8 e0 fd ff ff c5 05 58 7c "
-    "24 88 c5 7d 29 7c 24 88 c5 7d 59 b8 00 fe ff ff c5 05 58 7c 24 e8 c5 7d 29 7c 24 e8 c5 7d 59 b8 "
-    "20 fe ff ff c5 05 58 7c 24 c8 c5 7d 29 7c 24 c8 c5 7d 59 b8 40 fe ff ff c5 05 58 7c 24 08 c5 7d "
-    "29 7c 24 08 c5 7d 59 b8 60 fe ff ff c5 05 58 7c 24 28 c5 7d 29 7c 24 28 c5 7d 59 b8 80 fe ff ff "
-    "c4 41 15 58 ef c5 7d 59 b8 a0 fe ff ff c4 41 1d 58 e7 c5 7d 59 b8 c0 fe ff ff c4 41 25 58 df c5 "
-    "7d 59 b8 e0 fe ff ff c4 41 2d 58 d7 c5 7d 59 b8 00 ff ff ff c4 41 35 58 cf c5 7d 59 b8 20 ff ff "
-    "ff c4 41 3d 58 c7 c5 7d 59 b8 40 ff ff ff c4 c1 45 58 ff c5 7d 59 b8 60 ff ff ff c4 c1 4d 58 f7 "
-    "c5 7d 59 78 80 c4 c1 55 58 ef c5 7d 59 78 a0 c4 c1 5d 58 e7 c5 7d 59 78 c0 c4 c1 65 58 df c5 7d "
-    "59 78 e0 c4 c1 6d 58 d7 48 39 d6 0f 8f cf fe ff ff ";
+    "c57d59384883c250480580020000c4c17558cfc57d59b8a0fdffffc4410d58f7c57d59b8c0fdffffc505587c24a8c57d297c24a8c57d"
+    "59b8e0fdffffc505587c2488c57d297c2488c57d59b800feffffc505587c24e8c57d297c24e8c57d59b820feffffc505587c24c8c57d"
+    "297c24c8c57d59b840feffffc505587c2408c57d297c2408c57d59b860feffffc505587c2428c57d297c2428c57d59b880feffffc441"
+    "1558efc57d59b8a0feffffc4411d58e7c57d59b8c0feffffc4412558dfc57d59b8e0feffffc4412d58d7c57d59b800ffffffc4413558"
+    "cfc57d59b820ffffffc4413d58c7c57d59b840ffffffc4c14558ffc57d59b860ffffffc4c14d58f7c57d597880c4c15558efc57d5978"
+    "a0c4c15d58e7c57d5978c0c4c16558dfc57d5978e0c4c16d58d74839d60f8fcffeffff";
 // Several passes of the spilling loop: the same registers, 50 instructions a
 // pass, three of them (two integer adds and the branch) of neither category
 // the split advice weighs: a share of 0.06.
@@ -391,7 +384,6 @@ TEST_F(IssueDetectorTest, RegistersPressure) {
            make<IssueRegistersPressure>());
 }
 
-// ---------------------------------------------------------------------------
 // 512-bit shadow
 
 TEST_F(IssueDetectorTest, ZmmShadow) {

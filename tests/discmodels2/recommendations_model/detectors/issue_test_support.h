@@ -13,7 +13,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <ostream>
 #include <regex>
 #include <set>
 #include <string>
@@ -32,7 +31,6 @@ namespace issue_tests {
 
 using namespace test_fakes;
 using data_models2::CommonData;
-using data_models2::IDataProvider;
 using data_models2::issues::IssueDetector;
 
 /// Records, bottom-up children and answers per row. Rows without a record
@@ -89,10 +87,11 @@ class IssueProvider : public test_fakes::StubProvider {
 
 using Tweak = std::function<void(CommonData&)>;
 
+/// `a`, then `b`; either may be empty.
 inline Tweak both(Tweak a, Tweak b) {
   return [=](CommonData& d) {
-    a(d);
-    b(d);
+    if (a) a(d);
+    if (b) b(d);
   };
 }
 
@@ -164,11 +163,8 @@ inline std::vector<std::string> render(const std::vector<sptr_t<IIssueEx>>& issu
     return text;
   };
   for (const auto& issue : issues) {
-    if (!issue) {
-      lines.push_back("null issue");
-      continue;
-    }
-    lines.push_back(shown(*issue));
+    lines.push_back(issue ? shown(*issue) : "null issue");
+    if (!issue) continue;
     float impact = 0.0f;
     if (issue->getValue(IRecommendationBase::impactId(), impact)) {
       char printed[32];
@@ -240,14 +236,11 @@ inline std::vector<std::string> run(const IssueDetector& detector, const row_t& 
   return render(*out);
 }
 
-/// One case of a detector table.
 struct Case {
   const char* name;
   std::function<void(Rows&)> build;
   std::vector<std::string> expected;  ///< empty: the detector makes nothing
 };
-
-inline std::ostream& operator<<(std::ostream& out, const Case& c) { return out << c.name; }
 
 /// Fixture of the detector tables: translations come from the echo
 /// catalogue, and each case gets a fresh provider.
@@ -259,8 +252,8 @@ class IssueDetectorTest : public testing::Test {
   }
   void TearDown() override { data_models2::issues::clearCatalogForTesting(); }
 
-  /// Builds each case's rows afresh, makes the detector with `make(rows)`
-  /// and checks what it makes on the examined row.
+  /// Makes the detector of each case with `make(rows)` and checks what it
+  /// makes on the examined row.
   template <class MakeDetector>
   void runTable(const std::vector<Case>& cases, MakeDetector make) {
     for (const Case& c : cases) {

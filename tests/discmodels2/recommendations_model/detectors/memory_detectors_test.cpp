@@ -19,7 +19,6 @@ using namespace issue_tests;
 using namespace data_models2::issues;
 namespace compiler_helpers = data_models2::compiler_helpers;
 
-// ---------------------------------------------------------------------------
 // Gathers and scatters
 
 sptr_t<FakeRow> gathering(Rows& r, std::vector<Gather> gathers, bool fortran = false) {
@@ -66,7 +65,6 @@ TEST_F(IssueDetectorTest, GatherScatter) {
            make<IssueGatherScatter>());
 }
 
-// ---------------------------------------------------------------------------
 // Check access patterns
 
 const std::vector<std::string> kCheck = {
@@ -109,7 +107,6 @@ TEST_F(IssueDetectorTest, CheckAccessPatterns) {
            make<IssueCheckAccessPatterns>());
 }
 
-// ---------------------------------------------------------------------------
 // Inefficient access patterns
 
 struct Measured {
@@ -209,7 +206,6 @@ TEST_F(IssueDetectorTest, InefficientAccessPatterns) {
            make<IssueInefficientAccessPatterns>());
 }
 
-// ---------------------------------------------------------------------------
 // Excessive caching
 
 TEST_F(IssueDetectorTest, ExcessiveCaching) {

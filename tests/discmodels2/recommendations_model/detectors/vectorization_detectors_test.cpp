@@ -25,7 +25,6 @@ namespace compiler_helpers = data_models2::compiler_helpers;
 constexpr IMetadata::type_t kLoop = IMetadata::TypeLoop;
 constexpr IMetadata::type_t kVectorized = 256;
 
-// ---------------------------------------------------------------------------
 // Need for SIMD
 
 // An outer loop of a C++ build left scalar with 15541, one vectorized inner
@@ -87,15 +86,13 @@ std::string forceRec(const std::string& stem, bool disclaimer, bool fortran = fa
 }
 const std::string kOuterRec = forceRec("outer_vectorization_inner_not_vectorized_rec", false);
 
-class NeedForSimdTest : public IssueDetectorTest {
- protected:
-  static auto maker(bool tripCounts) {
-    return [tripCounts](Rows& r) {
-      return std::make_shared<IssueNeedForSimd>(r.provider, SystemInfo::IsaAvx2, SystemInfo::CpuUnknown, tripCounts,
-                                                r.model);
-    };
-  }
-};
+using NeedForSimdTest = IssueDetectorTest;
+auto maker(bool tripCounts) {
+  return [tripCounts](Rows& r) {
+    return std::make_shared<IssueNeedForSimd>(r.provider, SystemInfo::IsaAvx2, SystemInfo::CpuUnknown, tripCounts,
+                                              r.model);
+  };
+}
 
 TEST_F(NeedForSimdTest, GatesInOrder) {
   auto tweaked = [](Tweak t) { return [t](Rows& r) { t(r.data(simdLoopWithChild(r))); }; };
@@ -191,7 +188,6 @@ TEST_F(NeedForSimdTest, VotesAgainstIrregularStrides) {
            maker(true));
 }
 
-// ---------------------------------------------------------------------------
 // Potential vectorizability
 
 // The summary mix: total, memory, compute and mixed instructions; none when
@@ -250,7 +246,6 @@ TEST_F(IssueDetectorTest, PotentialVectorizability) {
            [](Rows& r) { return std::make_shared<IssuePotentialVectorizability>(r.provider, nullptr); });
 }
 
-// ---------------------------------------------------------------------------
 // Compiler diagnostics
 
 struct Diagnosed {
@@ -349,7 +344,6 @@ TEST(CompilerDiagnosticsOrderTest, FortranLearns15333FromTheFirstCFamilyRow) {
       testing::ExitedWithCode(0), "");
 }
 
-// ---------------------------------------------------------------------------
 // Assumed dependency
 
 sptr_t<FakeRow> assumed(Rows& r, int presence, bool fortran = false) {
@@ -392,7 +386,6 @@ TEST_F(IssueDetectorTest, AssumedDependency) {
            make<IssueAssumedDependency>());
 }
 
-// ---------------------------------------------------------------------------
 // CDI
 
 TEST_F(IssueDetectorTest, CDI) {
