@@ -1,8 +1,12 @@
-// The bundled example results, scanned whole as nimbex-cl scans them: each
-// loop the example was written for carries its issue.
+// The bundled example results, loaded from disk as nimbex-cl loads them:
+// scanned whole, each loop an example was written for carries its issue; and
+// under the arithmetic detectors alone, the arithmetic example finds each
+// issue on its loop and nothing on the loop that already calls libmvec.
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,6 +14,11 @@
 
 #include "data_abstractions2/i_dataset_helper.h"
 #include "discmodels2/recommendations_model/core/scan_issues_row_visit_handler.h"
+#include "discmodels2/recommendations_model/data/data_provider.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_div.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_floating_point.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_fma.h"
+#include "discmodels2/recommendations_model/detectors/arithmetic/issue_reciprocal.h"
 #include "platform/configuration/product_locations.h"
 #include "platform/host_data/host_source_manager.h"
 #include "platform/host_data/result_loader.h"
@@ -17,6 +26,8 @@
 namespace {
 
 using namespace data_abstractions2;
+using namespace data_models2::issues;
+using system_info::SystemInfo;
 
 struct Expected {
   const char* example;
@@ -53,6 +64,16 @@ const Expected kExpected[] = {
     {"basic", 3, "zmm_shadow_issue", "relax: 512-bit vectors would gain", true},
 };
 
+host_data::LoadResult loadExample(const std::string& name) {
+  const char* root = std::getenv("NIMBEX_SOURCE_DIR");
+  return host_data::loadResultDirectory(std::string(root ? root : ".") + "/examples/" + name);
+}
+
+sptr_t<ISourceManager> sourcesOf(const host_data::ResultModels& models) {
+  return foundation::pool_allocate<host_data::HostSourceManager, ISourceManager>(
+      models.resultController->getCodeBits());
+}
+
 std::vector<std::string> issuesOf(const row_t& row) {
   std::vector<std::string> ids;
   for (auto it = row->rowIssues(); !it.at_end(); it.next()) ids.push_back(it.current()->getStringId());
@@ -60,8 +81,6 @@ std::vector<std::string> issuesOf(const row_t& row) {
 }
 
 TEST(BundledExamples, EachLoopCarriesTheIssueItWasWrittenFor) {
-  const char* root = std::getenv("NIMBEX_SOURCE_DIR");
-  ASSERT_NE(root, nullptr);
   std::string loadedExample;
   host_data::LoadResult loaded = host_data::LoadResult::failure("nothing loaded");
   auto product = configuration::IProductLocations::get();
@@ -70,12 +89,11 @@ TEST(BundledExamples, EachLoopCarriesTheIssueItWasWrittenFor) {
     if (e.shadowModel && !shadowModel) continue;
     SCOPED_TRACE(std::string(e.example) + " row " + std::to_string(e.row) + ": " + e.why);
     if (loadedExample != e.example) {
-      loaded = host_data::loadResultDirectory(std::string(root) + "/examples/" + e.example);
+      loaded = loadExample(e.example);
       ASSERT_TRUE(loaded.ok()) << loaded.error();
       const auto& models = loaded.models();
       auto scan = foundation::pool_allocate<data_models2::ScanIssuesRowVisitHandler>(
-          models.surveyModel, models.resultController,
-          foundation::pool_allocate<host_data::HostSourceManager, ISourceManager>(models.resultController->getCodeBits()));
+          models.surveyModel, models.resultController, sourcesOf(models));
       ASSERT_TRUE(IDatasetHelper::create(models.surveyModel->getDataset(BottomUp))
                       ->visitRows(nullptr, scan, IDatasetHelper::PostVisit, nullptr));
       loadedExample = e.example;
@@ -84,6 +102,41 @@ TEST(BundledExamples, EachLoopCarriesTheIssueItWasWrittenFor) {
     ASSERT_TRUE(row);
     const std::vector<std::string> ids = issuesOf(row);
     EXPECT_NE(std::find(ids.begin(), ids.end(), e.issue), ids.end()) << e.issue;
+  }
+}
+
+TEST(ArithmeticExample, EachDetectorFiresOnItsLoop) {
+  host_data::LoadResult loaded = loadExample("arithmetic");
+  ASSERT_TRUE(loaded.ok()) << loaded.error();
+  const auto& models = loaded.models();
+  auto provider =
+      std::make_shared<data_models2::DataProvider>(models.surveyModel, models.resultController, sourcesOf(models));
+  const auto isa = static_cast<SystemInfo::IsaExtensions>(models.resultController->getIsaExtensions(0));
+  const auto cpu = static_cast<SystemInfo::CPUType>(models.resultController->getCpuType(0));
+  const std::vector<std::shared_ptr<IssueDetector>> detectors = {
+      std::make_shared<IssueDIV>(provider),
+      std::make_shared<IssueFMA>(provider, isa, models.surveyModel),
+      std::make_shared<IssueReciprocal>(provider, isa, cpu, models.surveyModel),
+      std::make_shared<IssueFloatingPoint>(provider),
+  };
+  // Bottom-up loop row -> issue ids, in detector order.
+  const std::map<std::uint64_t, std::vector<std::string>> expected = {
+      {2, {"div_issue", "fma_issue", "issue_reciprocals"}},  // computeForces: SSE4.2 divps, sqrtps, mulps+addps
+      {4, {"libm_function_issue"}},                          // gaussianWeights: GCC, scalar exp
+      {6, {"libm_function_issue"}},                          // phaseShift: Vorex, -Ob0, precise model, sin
+      {8, {}},                                               // dampWaves: libmvec's exp already
+  };
+  const sptr_t<IDataset> bottomUp = models.surveyModel->getDataset(BottomUp);
+  for (const auto& [id, ids] : expected) {
+    SCOPED_TRACE("row " + std::to_string(id));
+    const row_t row = bottomUp->getRow(id);
+    ASSERT_TRUE(row);
+    provider->fillCommonData(row);
+    auto found = std::make_shared<std::vector<sptr_t<IIssueEx>>>();
+    for (const auto& detector : detectors) detector->detect(row, found);
+    std::vector<std::string> got;
+    for (const auto& issue : *found) got.push_back(issue->getStringId());
+    EXPECT_EQ(got, ids);
   }
 }
 

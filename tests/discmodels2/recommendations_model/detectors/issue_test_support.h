@@ -13,8 +13,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <regex>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -52,13 +50,10 @@ class IssueProvider : public test_fakes::StubProvider {
     // an emptied buffer is decoded anew, with the pressure record if any.
     auto& buffer = decoded[row.get()];
     if (!buffer) buffer = boost::make_shared<assembler_analysis::AssemblerLines>();
-    if (buffer->size() == 0) {
-      assembler_analysis::CodeRegion region;
-      region.bytes = machine->second.bytes.data();
-      region.size = machine->second.bytes.size();
-      region.address = machine->second.address;
-      assembler_analysis::createAssemblerGenerator()->generate(region, *buffer, pressure.get());
-    }
+    const auto& [bytes, address] = machine->second;
+    const assembler_analysis::CodeRegion region{
+        .bytes = bytes.data(), .size = bytes.size(), .address = address, .symbols = {}};
+    if (buffer->size() == 0) assembler_analysis::createAssemblerGenerator()->generate(region, *buffer, pressure.get());
     return buffer->size() == 0 ? nullptr : buffer;
   }
   int getAVX512ShadowDiagnostic(const row_t& row) const override {
@@ -211,15 +206,12 @@ inline std::shared_ptr<const portability::catalog_t> echoCatalog() {
         data_models2::issues::recommendationsCatalogName,
         std::string(root) + "/resources/messages/data_models.recommendations.po", error);
     if (!shipped) return std::shared_ptr<const portability::catalog_t>();
-    static const std::regex placeholder(R"(%([1-9]))");
     for (const std::string& key : shipped->keys()) {
       const std::string english = shipped->message(key).text();
-      std::set<std::string> used;
-      for (std::sregex_iterator it(english.begin(), english.end(), placeholder), end; it != end; ++it) {
-        used.insert((*it)[0]);
-      }
       std::string args;
-      for (const std::string& p : used) args += (args.empty() ? "(" : "|") + p;
+      for (const std::string p : {"%1", "%2", "%3", "%4", "%5", "%6", "%7", "%8", "%9"}) {
+        if (english.find(p) != std::string::npos) args += (args.empty() ? "(" : "|") + p;
+      }
       texts[key] = key + (args.empty() ? "" : args + ")");
     }
     return std::make_shared<const portability::catalog_t>("echo", std::move(texts));
