@@ -21,20 +21,22 @@ namespace compiler_helpers = data_models2::compiler_helpers;
 
 // Gathers and scatters
 
-sptr_t<FakeRow> gathering(Rows& r, std::vector<Gather> gathers, bool fortran = false) {
+// Gathers by (variable, pattern code).
+using Found = std::vector<std::pair<std::string, std::string>>;
+
+sptr_t<FakeRow> gathering(Rows& r, const Found& found, bool fortran = false) {
   return r.add(IMetadata::TypeLoop | IMetadata::TypeInnermost, [&](CommonData& d) {
     d.hasGatherInfo = true;
     d.gatherIndices = {12, 40};
-    d.gathers = gathers;
+    for (const auto& [variable, code] : found) d.gathers.push_back({variable, code, ""});
     d.isFortran = fortran;
   });
 }
 
-// The issue with a table row and a bag item per (variable, pattern code).
-std::vector<std::string> gatherIssue(const std::vector<std::pair<std::string, std::string>>& rows,
-                                     bool fortran = false) {
+// The issue with a table row and a bag item per gather.
+std::vector<std::string> gatherIssue(const Found& found, bool fortran = false) {
   std::string table, items;
-  for (const auto& [variable, code] : rows) {
+  for (const auto& [variable, code] : found) {
     table += "found_pattern_table_row(12|" + variable + "|pattern_name_" + code + ")";
     items += ",item{sites=12,variable=" + variable + ",pattern=pattern_name_" + code + "}";
   }
@@ -44,23 +46,21 @@ std::vector<std::string> gatherIssue(const std::vector<std::pair<std::string, st
 }
 
 TEST_F(IssueDetectorTest, GatherScatter) {
-  auto gathers = [](std::vector<Gather> g) { return [g](Rows& r) { gathering(r, g); }; };
-  runTable({{"rows in the order of the gathers", gathers({{"a", "3", ""}, {"b", "4", ""}, {"a", "3", ""}}),
+  auto gathers = [](Found found) { return [found](Rows& r) { gathering(r, found); }; };
+  runTable({{"rows in the order of the gathers", gathers({{"a", "3"}, {"b", "4"}, {"a", "3"}}),
              gatherIssue({{"a", "3"}, {"b", "4"}, {"a", "3"}})},
-            {"a variable with two patterns stays out for good",
-             gathers({{"a", "3", ""}, {"a", "4", ""}, {"a", "3", ""}}), {}},
-            {"the ambiguous one out, the clear one in", gathers({{"a", "3", ""}, {"b", "2", ""}, {"a", "4", ""}}),
+            {"a variable with two patterns stays out for good", gathers({{"a", "3"}, {"a", "4"}, {"a", "3"}}), {}},
+            {"the ambiguous one out, the clear one in", gathers({{"a", "3"}, {"b", "2"}, {"a", "4"}}),
              gatherIssue({{"b", "2"}})},
-            {"codes compare as text", gathers({{"a", "3", ""}, {"a", "03", ""}}), {}},
-            {"pattern 0 is passed over but reported for a kept variable", gathers({{"a", "0", ""}, {"a", "2", ""}}),
+            {"codes compare as text", gathers({{"a", "3"}, {"a", "03"}}), {}},
+            {"pattern 0 is passed over but reported for a kept variable", gathers({{"a", "0"}, {"a", "2"}}),
              gatherIssue({{"a", "0"}, {"a", "2"}})},
-            {"text that reads as 0 counts as 0", gathers({{"a", "x", ""}}), {}},
-            {"an unnamed variable counts nothing", gathers({{"", "3", ""}}), {}},
-            {"an unknown pattern shows its key", gathers({{"a", "9", ""}}), gatherIssue({{"a", "9"}})},
-            {"Fortran", [](Rows& r) { gathering(r, {{"u", "1", ""}}, true); }, gatherIssue({{"u", "1"}}, true)},
-            {"no gather information", [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).hasGatherInfo = false; },
-             {}},
-            {"no gather sites", [](Rows& r) { r.data(gathering(r, {{"a", "3", ""}})).gatherIndices.clear(); }, {}},
+            {"text that reads as 0 counts as 0", gathers({{"a", "x"}}), {}},
+            {"an unnamed variable counts nothing", gathers({{"", "3"}}), {}},
+            {"an unknown pattern shows its key", gathers({{"a", "9"}}), gatherIssue({{"a", "9"}})},
+            {"Fortran", [](Rows& r) { gathering(r, {{"u", "1"}}, true); }, gatherIssue({{"u", "1"}}, true)},
+            {"no gather information", [](Rows& r) { r.data(gathering(r, {{"a", "3"}})).hasGatherInfo = false; }, {}},
+            {"no gather sites", [](Rows& r) { r.data(gathering(r, {{"a", "3"}})).gatherIndices.clear(); }, {}},
             {"no gathers", gathers({}), {}}},
            make<IssueGatherScatter>());
 }
