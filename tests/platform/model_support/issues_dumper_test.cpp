@@ -560,16 +560,6 @@ TEST_F(IssuesDumperTest, DumpReplacesOldFileInOneStep) {
   EXPECT_EQ(readFile(report()).rfind("<?xml", 0), 0u);
 }
 
-// A file in the report's place that is not a report of ours may be the
-// user's: it is never overwritten.
-TEST_F(IssuesDumperTest, DumpLeavesAFileThatIsNotAReport) {
-  writeFile(report(), "notes I keep beside the result");
-  auto dataset = makeDataset();
-  populate(*dataset);
-  EXPECT_FALSE(dumper(dataset, nullptr).dumpIssuesReport());
-  EXPECT_EQ(readFile(report()), "notes I keep beside the result");
-}
-
 struct DumpFailure {
   const char* name;
   bool withDataset;

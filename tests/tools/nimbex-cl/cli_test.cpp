@@ -22,8 +22,6 @@
 #include <boost/filesystem.hpp>
 #include <gtest/gtest.h>
 
-#include "platform/host_data/result_loader.h"
-#include "platform/model_support/issues_dumper.h"
 
 extern char** environ;
 
@@ -157,31 +155,6 @@ TEST_F(CliTest, TextReportShowsTheConversionsIssueWithRealTexts) {
   ASSERT_NE(summary, std::string::npos) << r.out;
   EXPECT_NE(r.out.find("no roofline position", summary), std::string::npos);
   EXPECT_NE(r.out.find("Data type conversions in the loop", summary), std::string::npos);
-}
-
-TEST_F(CliTest, XmlReportIsWhatTheLibraryReadsBack) {
-  fs::path result = copyExample("basic");
-  const fs::path report = dir_ / "out.xml";
-  ToolRun r = run(issues("-format=xml --report-output '" + report.string() + "'"));
-  ASSERT_EQ(r.exitCode, 0) << r.err;
-  ASSERT_TRUE(fs::exists(report));
-
-  host_data::LoadResult loaded = host_data::loadResultDirectory(result.string());
-  ASSERT_TRUE(loaded) << loaded.error();
-  auto bottomUp = loaded.models().surveyModel->getDataset(data_abstractions2::BottomUp);
-  data_models2::IssuesDumper<data_models2::DefaultDumpPolicy> dumper(bottomUp, nullptr);
-  dumper.setFilename(report.string());
-  ASSERT_TRUE(dumper.assignIssuesReport());
-
-  unsigned conversions = 0;
-  for (std::uint64_t id = 0; id < 10000; ++id) {
-    auto row = bottomUp->getRow(id);
-    if (!row) continue;
-    for (auto it = row->rowIssues(); !it.at_end(); it.next()) {
-      conversions += it.current()->getStringId() == "type_conversions_issue" ? 1 : 0;
-    }
-  }
-  EXPECT_GT(conversions, 0u);
 }
 
 TEST_F(CliTest, MissingCatalogueWarnsOnceAndFallsBackToKeys) {
