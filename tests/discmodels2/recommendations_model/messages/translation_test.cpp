@@ -63,13 +63,5 @@ TEST_F(TranslationTest, MissingCatalogueGivesTheKey) {
             "type_conversions_rec_smallest_text");
 }
 
-TEST(TranslationLanguageTest, SuffixAndFlagByLanguage) {
-  EXPECT_EQ(getLangSuffix(true), "_fortran");
-  EXPECT_EQ(getLangSuffix(false), "_cpp");
-  EXPECT_EQ(&getLangSuffix(true), &getLangSuffix(true));
-  EXPECT_EQ(getLangFlag(true), 128u);
-  EXPECT_EQ(getLangFlag(false), 64u);
-}
-
 }  // namespace
 }  // namespace data_models2::issues
