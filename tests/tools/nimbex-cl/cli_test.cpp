@@ -118,6 +118,7 @@ TEST_F(CliTest, ExitCodesAndOneLineErrors) {
   };
   const Case cases[] = {
       {"--help", 0, ""},
+      {"-h", 0, ""},
       {"--version", 0, ""},
       {"-report issues", 2, "missing -project-dir"},
       {issues("-format=pdf"), 2, "-format=text, xml, html or sarif"},
