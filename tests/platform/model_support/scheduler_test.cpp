@@ -286,15 +286,5 @@ TEST(Scheduler, ShutdownCancelsWaitsAndRefusesNewWork) {
   scheduler->shutdown();  // a second call is harmless
 }
 
-TEST(Scheduler, TheProcessWideSchedulerIsOneObjectAndRuns) {
-  auto a = IScheduler::get();
-  ASSERT_TRUE(a);
-  EXPECT_EQ(a.get(), IScheduler::get().get());
-  journal_t journal;
-  ASSERT_TRUE(a->schedule(makeTask("g", journal), "global"));
-  a->waitForTask("global");
-  EXPECT_EQ(journal.snapshot().size(), 4u);
-}
-
 }  // namespace
 }  // namespace data_models2
