@@ -131,12 +131,23 @@ bool copyStoredReport(const std::string& stored, const std::string& path, std::o
   return false;
 }
 
-// The shortcuts below leave the engine out, and with it the summary that it
-// writes on every run: a result whose summary has gone takes the ordinary
-// way, which makes it again.
-bool hasSummary(const std::string& resultDir) {
+// Whether the result holds a stored report that a shortcut below may take,
+// and whether the session calls it current (a frozen result's report may be
+// taken either way, which only a load can tell). The shortcuts leave the
+// engine out, and with it the summary that it writes on every run: a result
+// whose summary has gone takes the ordinary way, which makes it again.
+bool storedReportUsable(const std::string& resultDir, bool& current) {
   boost::system::error_code ec;
-  return fs::exists(fs::path(resultDir) / summary_store::SummaryCollection::file_name, ec);
+  if (!fs::exists(fs::path(resultDir) / kReportFileName, ec) ||
+      !fs::exists(fs::path(resultDir) / summary_store::SummaryCollection::file_name, ec)) {
+    return false;
+  }
+  current = false;
+  if (sptr_t<configuration::ISessionStorage> storage = configuration::ISessionStorage::create(resultDir)) {
+    const variant_t flag = storage->get(data_models2::RecommendationsEngine::cache_actual_key, variant_t(0));
+    current = (flag.is_integer() || flag.is_bool()) && flag.raw_bits() != 0;
+  }
+  return true;
 }
 
 // Adds `thing` to what the caller keeps, when it keeps anything.
@@ -207,14 +218,9 @@ int writeReadableReport(const Options& options, const host_data::ResultModels& m
 // exit code in `code`; false leaves the run to the ordinary way.
 bool reportFromStoredFindings(const Options& options, const std::string& resultDir, std::ostream& out,
                               std::ostream& err, int& code, std::shared_ptr<void>* keep) {
-  const std::string stored = (fs::path(resultDir) / kReportFileName).string();
-  boost::system::error_code ec;
-  if (!fs::exists(stored, ec) || !hasSummary(resultDir)) return false;
   bool current = false;
-  if (sptr_t<configuration::ISessionStorage> storage = configuration::ISessionStorage::create(resultDir)) {
-    const variant_t flag = storage->get(data_models2::RecommendationsEngine::cache_actual_key, variant_t(0));
-    current = (flag.is_integer() || flag.is_bool()) && flag.raw_bits() != 0;
-  }
+  if (!storedReportUsable(resultDir, current)) return false;
+  const std::string stored = (fs::path(resultDir) / kReportFileName).string();
   auto loaded = std::make_shared<host_data::LoadResult>(
       host_data::loadResultDirectory(resultDir, host_data::LoadDetail::Report));
   if (!*loaded || !loaded->models().surveyModel) return false;
@@ -238,14 +244,9 @@ bool reportFromStoredFindings(const Options& options, const std::string& resultD
 // engine, or a read of the findings. True when it answered, with the exit
 // code in `code`; false leaves the run to the ordinary way.
 bool answerFromStoredReport(const Options& options, const std::string& resultDir, std::ostream& err, int& code) {
-  const std::string stored = (fs::path(resultDir) / kReportFileName).string();
   bool current = false;
-  if (sptr_t<configuration::ISessionStorage> storage = configuration::ISessionStorage::create(resultDir)) {
-    const variant_t flag = storage->get(data_models2::RecommendationsEngine::cache_actual_key, variant_t(0));
-    current = (flag.is_integer() || flag.is_bool()) && flag.raw_bits() != 0;
-  }
-  boost::system::error_code ec;
-  if (!fs::exists(stored, ec) || !hasSummary(resultDir)) return false;
+  if (!storedReportUsable(resultDir, current)) return false;
+  const std::string stored = (fs::path(resultDir) / kReportFileName).string();
   // A result that does not load is for the ordinary way to report.
   const host_data::LoadResult shape = host_data::loadResultDirectory(resultDir, host_data::LoadDetail::Shape);
   if (!shape || !shape.models().surveyModel) return false;
@@ -316,12 +317,12 @@ int runTool(const Options& options, std::ostream& out, std::ostream& err, const 
     err << "nimbex-cl: " << resultDir << ": no such result directory; check -project-dir and --exp-dir\n";
     return ExitBadResult;
   }
-  if (options.format == ReportFormat::Xml && !options.rescan) {
+  if (!options.rescan) {
     int code = ExitOk;
-    if (answerFromStoredReport(options, resultDir, err, code)) return code;
-  } else if (options.format != ReportFormat::Xml && !options.rescan) {
-    int code = ExitOk;
-    if (reportFromStoredFindings(options, resultDir, out, err, code, keep)) return code;
+    const bool answered = options.format == ReportFormat::Xml
+                              ? answerFromStoredReport(options, resultDir, err, code)
+                              : reportFromStoredFindings(options, resultDir, out, err, code, keep);
+    if (answered) return code;
   }
   host_data::LoadResult loaded = host_data::loadResultDirectory(resultDir);
   if (!loaded) {
